@@ -1,0 +1,7 @@
+#pragma once
+
+/// \file
+/// The whole library.
+
+#include <plexo/containers.h>
+#include <plexo/ids.h>
