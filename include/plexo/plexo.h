@@ -4,4 +4,5 @@
 /// The whole library.
 
 #include <plexo/containers.h>
+#include <plexo/histogram.h>
 #include <plexo/ids.h>
