@@ -6,10 +6,6 @@ using namespace qv7::plexo;
 
 namespace {
 
-TEST(Version, IsTheReleasedOne) {
-    EXPECT_STREQ(version(), "4.3");
-}
-
 TEST(UniqueIndices, ListsFirstAppearancesWithoutExcludedAndAbsent) {
     dense1D<unsigned int, 16> ids(5);
     const unsigned int values[] = {3, 1, 3, NO_ID, 2};

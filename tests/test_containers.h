@@ -1,0 +1,75 @@
+#pragma once
+
+/// \file
+/// Making and comparing containers in tests.
+
+#include <plexo/containers.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <initializer_list>
+#include <vector>
+
+namespace test {
+
+using namespace qv7::plexo;
+using id_list = dense1D<unsigned int, 16>;
+using real_list = dense1D<double, 16>;
+
+template <typename T>
+dense1D<T, 16> list_of(const std::vector<T>& values) {
+    dense1D<T, 16> list(static_cast<unsigned int>(values.size()));
+    std::copy(values.begin(), values.end(), list.begin());
+    return list;
+}
+inline id_list ids(std::initializer_list<unsigned int> values) {
+    return list_of(std::vector<unsigned int>(values));
+}
+inline real_list reals(std::initializer_list<double> values) {
+    return list_of(std::vector<double>(values));
+}
+
+/// A contiguous matrix from its entries, listed column by column.
+template <typename T>
+dense2D<T> matrix_of(unsigned int rows, const std::vector<T>& entries) {
+    dense2D<T> matrix(rows, static_cast<unsigned int>(entries.size()) / rows);
+    std::copy(entries.begin(), entries.end(), matrix.data());
+    return matrix;
+}
+inline dense2D<unsigned int> id_matrix(unsigned int rows, std::initializer_list<unsigned int> entries) {
+    return matrix_of(rows, std::vector<unsigned int>(entries));
+}
+inline dense2D<double> real_matrix(unsigned int rows, std::initializer_list<double> entries) {
+    return matrix_of(rows, std::vector<double>(entries));
+}
+
+/// A view with ld() > rows() inside a larger block, whose own entries are `frame`; equal to m otherwise.
+template <typename T>
+dense2D<T> as_view(const dense2D<T>& m, T frame = T(77)) {
+    dense2D<T> block(m.rows() + 3, m.cols() + 2, frame);
+    dense2D<T> view = block.sub_matrix(1, 1, m.rows(), m.cols());
+    for (unsigned int j = 0; j < m.cols(); ++j) std::copy_n(m.col_data(j), m.rows(), view.col_data(j));
+    return view;
+}
+
+/// All entries, column by column.
+template <typename T>
+std::vector<T> entries(const dense2D<T>& m) {
+    std::vector<T> all;
+    for (unsigned int j = 0; j < m.cols(); ++j)
+        all.insert(all.end(), m.col_data(j), m.col_data(j) + m.rows());
+    return all;
+}
+template <typename T>
+std::vector<T> entries(const dense1D<T, 16>& list) {
+    return std::vector<T>(list.begin(), list.end());
+}
+
+/// Same shape and entries; the leading dimensions may differ.
+template <typename T>
+bool same(const dense2D<T>& a, const dense2D<T>& b) {
+    return a.rows() == b.rows() && a.cols() == b.cols() && entries(a) == entries(b);
+}
+
+} // namespace test
