@@ -6,3 +6,4 @@
 #include <plexo/containers.h>
 #include <plexo/histogram.h>
 #include <plexo/ids.h>
+#include <plexo/topology.h>
