@@ -1,7 +1,7 @@
 #pragma once
 
 /// \file
-/// Making and comparing containers in tests.
+/// Making and comparing containers in tests, and random numbers to fill them with.
 
 #include <plexo/containers.h>
 
@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <initializer_list>
+#include <random>
 #include <vector>
 
 namespace test {
@@ -71,5 +72,49 @@ template <typename T>
 bool same(const dense2D<T>& a, const dense2D<T>& b) {
     return a.rows() == b.rows() && a.cols() == b.cols() && entries(a) == entries(b);
 }
+
+/// A deep copy of a matrix in the middle of a larger block, which tells whether anything around was written.
+template <typename T>
+struct framed {
+    explicit framed(const dense2D<T>& source, T frame_value = T(77))
+        : frame(frame_value),
+          view(as_view(source, frame_value)),
+          rows(source.rows()),
+          cols(source.cols()),
+          corner(view) {}
+
+    bool frame_intact() const {
+        if (rows == 0 || cols == 0) return true; // the view does not tell where its block lies
+        const T* const block = corner.data() - corner.ld() - 1;
+        for (unsigned int j = 0; j < cols + 2; ++j) {
+            for (unsigned int i = 0; i < rows + 3; ++i) {
+                const bool inside = i >= 1 && i <= rows && j >= 1 && j <= cols;
+                if (!inside && !(block[std::size_t(j) * corner.ld() + i] == frame)) return false;
+            }
+        }
+        return true;
+    }
+
+    T frame;
+    dense2D<T> view;
+
+private:
+    unsigned int rows, cols;
+    dense2D<T> corner; // keeps the block and its shape whatever happens to the view
+};
+
+/// Repeatable random numbers.
+class dice {
+public:
+    explicit dice(unsigned int seed) : generator_(seed) {}
+    unsigned int below(unsigned int n) { return static_cast<unsigned int>(generator_() % n); }
+    bool one_in(unsigned int n) { return below(n) == 0; }
+    double between(double low, double high) {
+        return std::uniform_real_distribution<double>(low, high)(generator_);
+    }
+
+private:
+    std::mt19937 generator_;
+};
 
 } // namespace test

@@ -4,6 +4,7 @@
 /// The whole library.
 
 #include <plexo/containers.h>
+#include <plexo/geometry.h>
 #include <plexo/histogram.h>
 #include <plexo/ids.h>
 #include <plexo/quality.h>

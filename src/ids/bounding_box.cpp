@@ -4,19 +4,27 @@ namespace qv7::plexo {
 
 namespace {
 
-/// Two strict comparisons: the first node of a reset box moves both corners, and NaN moves none.
+/// A box that grows, apart from the caller's so that its corners stay in registers. Two strict comparisons:
+/// the first node of a reset box moves both corners, and NaN moves none.
 template <unsigned int D>
-void grow(const double* p, vector_fixed<double, D>& min, vector_fixed<double, D>& max) {
-    for (unsigned int k = 0; k < D; ++k) {
-        if (p[k] < min[k]) min[k] = p[k];
-        if (p[k] > max[k]) max[k] = p[k];
+struct growing_box {
+    vector_fixed<double, D> min, max;
+
+    void add(const double* p) {
+        for (unsigned int k = 0; k < D; ++k) {
+            min[k] = p[k] < min[k] ? p[k] : min[k];
+            max[k] = p[k] > max[k] ? p[k] : max[k];
+        }
     }
-}
+};
 
 template <unsigned int D>
 int grow_by_all(const dense2D<double>& pos, vector_fixed<double, D>& min, vector_fixed<double, D>& max) {
     if (pos.rows() != D) return -1;
-    for (unsigned int j = 0; j < pos.cols(); ++j) grow(pos.col_data(j), min, max);
+    growing_box<D> box{min, max};
+    for (unsigned int j = 0; j < pos.cols(); ++j) box.add(pos.col_data(j));
+    min = box.min;
+    max = box.max;
     return 0;
 }
 
@@ -26,9 +34,12 @@ int grow_by_list(const dense2D<double>& pos, const dense1D<unsigned int, 16>& no
     if (nodes.empty()) return 0;
     if (pos.rows() != D) return -1;
     if (!check_IDs(nodes, pos.cols())) return -2;
+    growing_box<D> box{min, max};
     for (const unsigned int node : nodes) {
-        if (node != NO_ID) grow(pos.col_data(node), min, max);
+        if (node != NO_ID) box.add(pos.col_data(node));
     }
+    min = box.min;
+    max = box.max;
     return 0;
 }
 

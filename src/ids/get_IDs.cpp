@@ -14,11 +14,11 @@ void fill_absent(dense1D<unsigned int, 16>& positions, unsigned int n) {
     if (!positions.resize(n, NO_ID)) throw std::bad_alloc();
 }
 
-/// Independent of the order of the entries (a sum of FNV-1 steps), so that all rotations of a column share a
-/// key.
+/// Independent of the order of the entries, so that all rotations of a column share a key. Each entry is
+/// spread over the whole key first: bare sums of neighbouring IDs would meet far too often.
 unsigned int column_key(const unsigned int* column, unsigned int rows) {
     unsigned int key = 0;
-    for (unsigned int i = 0; i < rows; ++i) key += (column[i] ^ 2166136261u) * 16777619u;
+    for (unsigned int i = 0; i < rows; ++i) key += scatter_bits(column[i]);
     return key;
 }
 
