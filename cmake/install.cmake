@@ -1,7 +1,7 @@
 # The CMake package "plexo" (target plexo::plexo) and the pkg-config file plexo.pc.
 set(plexo_cmake_dir ${CMAKE_INSTALL_LIBDIR}/cmake/plexo)
 
-install(TARGETS qv7plexo qv7math1 qv7misc EXPORT plexo_targets
+install(TARGETS qv7plexo qv7math1 qv7misc qv7lapack EXPORT plexo_targets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(DIRECTORY include/plexo DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")

@@ -7,5 +7,6 @@
 #include <plexo/geometry.h>
 #include <plexo/histogram.h>
 #include <plexo/ids.h>
+#include <plexo/metrics.h>
 #include <plexo/quality.h>
 #include <plexo/topology.h>
