@@ -165,7 +165,7 @@ TYPED_TEST(MetricAlgebra, EigenPairsScaleWithPowersOfTwo) {
         vector_fixed<double, N> values;
         matrix_fixed<double, N, N> V;
         ASSERT_TRUE(eigen_pairs(identity_times<N>(extreme), values, V));
-        for (const double value : values) EXPECT_EQ(value, extreme);
+        for (const double value : values) EXPECT_DOUBLE_EQ(value, extreme);
         EXPECT_TRUE(is_valid_metric(identity_times<N>(extreme)));
         EXPECT_FALSE(is_valid_metric(identity_times<N>(-extreme)));
     }
