@@ -7,7 +7,7 @@ cd "$(dirname "$0")/.."
 log=$(mktemp)
 trap 'rm -f "$log"' EXIT
 status=0
-ctest --test-dir "build/$1" -j "$(nproc)" --output-on-failure --no-tests=error >"$log" 2>&1 </dev/null || status=$?
+ctest --preset "$1" -j "$(nproc)" --no-tests=error >"$log" 2>&1 </dev/null || status=$?
 
 # CTest says "97% tests passed, 3 tests failed out of 100"; skipped tests count as passed there.
 summary=$(grep -E 'tests? passed, [0-9]+ tests? failed out of [0-9]+' "$log" || true)
