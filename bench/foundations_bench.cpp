@@ -6,6 +6,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include <malloc.h>
+
 #include <algorithm>
 #include <limits>
 #include <unordered_map>
@@ -19,6 +21,10 @@ using bench::shuffled;
 using bench::triangle_surface;
 using namespace qv7::plexo;
 using id_list = dense1D<unsigned int, 16>;
+
+// glibc adapts when it gives freed blocks back to the system, so one benchmark would change the page faults
+// of the next; a fixed threshold makes their order irrelevant.
+[[maybe_unused]] const int fixed_threshold = mallopt(M_MMAP_THRESHOLD, 128 << 10);
 
 constexpr double INF = std::numeric_limits<double>::infinity();
 

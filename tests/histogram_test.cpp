@@ -81,7 +81,7 @@ TEST(Histogram, AValueAtABoundFallsInTheSliceAbove) {
     for (int repetition = 0; repetition < 200; ++repetition) {
         const double low = std::ldexp(uniform(random), repetition % 40 - 20);
         const double high = low + std::abs(std::ldexp(uniform(random), repetition % 60 - 40)) + 1e-13;
-        const unsigned int bins = 1 + repetition * 7u;
+        const unsigned int bins = 1 + 7 * unsigned(repetition);
         histogram h(low, high, bins);
         ASSERT_EQ(h.bins(), bins);
         EXPECT_EQ(h.bound(0), low);
