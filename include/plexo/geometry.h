@@ -1,14 +1,15 @@
 #pragma once
 
 /// \file
-/// Editing meshes: moving and scaling nodes, copying elements, dropping unused nodes and degenerate elements,
-/// clipping by a plane.
+/// Editing meshes: moving and scaling nodes, copying elements, merging nodes, dropping unused nodes and
+/// degenerate elements, clipping by a plane.
 ///
 /// Coordinates hold one node per column, connectivities one element per column. Every function gives the same
 /// result on a view with ld() > rows() as on a contiguous matrix, and writes coordinates in place, so other
 /// containers that share the storage see them move, unless the matrix has to grow.
 
 #include <plexo/containers.h>
+#include <plexo/geometry/merge.h>
 
 namespace qv7::plexo {
 
