@@ -14,5 +14,7 @@ write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/plexo-config-versio
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/plexo-config.cmake ${CMAKE_CURRENT_BINARY_DIR}/plexo-config-version.cmake
   DESTINATION ${plexo_cmake_dir})
 
+# Relative to the file itself, so that an installed tree may be moved.
+file(RELATIVE_PATH plexo_pc_to_prefix "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${CMAKE_INSTALL_PREFIX}")
 configure_file(cmake/plexo.pc.in ${CMAKE_CURRENT_BINARY_DIR}/plexo.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/plexo.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
