@@ -8,6 +8,54 @@
 
 namespace qv7::plexo {
 
+/// Rates one edge of length L between nodes of sizes h1 and h2: q = L / m, 1 for an edge as long as the field
+/// asks for. m = (h1 - h2) / ln(h1 / h2) is the logarithmic mean, which makes q the exact length in the field
+/// where the size varies geometrically along the edge. q is the largest finite double when m is not positive
+/// (or a size is NaN).
+/// \return 0; -2 h1 <= 0; -3 h2 <= 0 (q is then left alone)
+PLEXO_API int edge_quality(double L, double h1, double h2, double& q);
+
+/// Rates every edge of a range of connectivities against a size field and counts each rating into `histo`,
+/// which is not cleared before.
+///
+/// The edges are those that copy_edges lists, once each whatever their direction, without those that are a
+/// column of `excluded` (2 rows) in either direction; ELEM_HEXA20 has none. An edge with a size at an end
+/// that is not positive, or that `sizes` does not reach, is not rated. Expected O(entries).
+///
+/// \param pos coordinates, 2 or 3 rows
+/// \param first, last the connectivities, which follow one another in memory
+/// \param types an element_type code for each of them
+/// \param sizes one size per node
+/// \return 0 (also for an empty range, before any check); -1 `pos` has neither 2 nor 3 rows; -4 `types` has
+/// not
+///         one entry per connectivity; -2 a connectivity fails check_IDs for its type; -7 `excluded` fails
+///         check_IDs as ELEM_EDGE2 (checked in this order); -5 `sizes` has not one entry per node or some
+///         edge had a size that is not positive, all other edges being rated nevertheless; -199 out of memory
+PLEXO_API int edge_qualities(const dense2D<double>& pos, const dense2D<unsigned int>* first,
+                             const dense2D<unsigned int>* last, const dense1D<int, 16>& types,
+                             const dense1D<double, 16>& sizes, misc::histogram& histo,
+                             const dense2D<unsigned int>& excluded);
+
+/// The same against a metric field, one packed metric per column (3 entries for 2-D coordinates, 6 for 3-D):
+/// along an edge with vector e the metric M at an end has the size 1 / √(eᵀMe), in units of the edge's own
+/// length. An edge with a metric at an end that is_valid_metric rejects, or that `metrics` does not reach, is
+/// not rated; one that is not positive along a valid metric (an edge of length 0) rates the largest finite
+/// double. Metrics I/h² give the ratings of the sizes h.
+/// \return as above, -5 standing for a field that has not one metric per node, or an invalid metric at an
+/// edge
+PLEXO_API int edge_qualities(const dense2D<double>& pos, const dense2D<unsigned int>* first,
+                             const dense2D<unsigned int>* last, const dense1D<int, 16>& types,
+                             const dense2D<double>& metrics, misc::histogram& histo,
+                             const dense2D<unsigned int>& excluded);
+
+/// The same for one connectivity. \return as above
+PLEXO_API int edge_qualities(const dense2D<double>& pos, const dense2D<unsigned int>& connectM,
+                             element_type type, const dense1D<double, 16>& sizes, misc::histogram& histo,
+                             const dense2D<unsigned int>& excluded);
+PLEXO_API int edge_qualities(const dense2D<double>& pos, const dense2D<unsigned int>& connectM,
+                             element_type type, const dense2D<double>& metrics, misc::histogram& histo,
+                             const dense2D<unsigned int>& excluded);
+
 /// Rates the shape of every element: 1 for the ideal shape (equilateral triangle, square, regular
 /// tetrahedron, pyramid of eight equal edges, prism with an equilateral base and square sides, cube), less
 /// for distorted elements, 0 for flat ones, negative down to -1 for inverted ones. Ratings do not depend on

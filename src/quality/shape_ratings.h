@@ -205,10 +205,10 @@ template <typename Solid, typename Corners, typename Visit>
 template <typename Solid, typename Corners, typename Real>
 Real volume_rating(const Corners& p, Real& sum_of_squares) {
     Real sum{};
-    unrolled<std::size(Solid::EDGES)>([&](std::size_t k) __attribute__((always_inline)) {
-        const weighted_edge& edge = Solid::EDGES[k];
-        const auto side = p[edge.b] - p[edge.a];
-        sum += edge.weight * dot(side, side);
+    unrolled<Solid::EDGES.count>([&](std::size_t k) __attribute__((always_inline)) {
+        const auto& ends = Solid::EDGES.nodes[k];
+        const auto side = p[ends[1]] - p[ends[0]];
+        sum += Solid::weight(ends[0], ends[1]) * dot(side, side);
     });
     Real least = every_lane<Real>(std::numeric_limits<double>::infinity());
     unrolled<std::size(Solid::RATED_CORNERS)>([&](std::size_t k) __attribute__((always_inline)) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "topology/element_edges.h"
 #include "topology/element_faces.h"
 
 #include <algorithm>
@@ -17,11 +18,6 @@ inline constexpr double SQRT_6 = 2.449489742783178;
 struct corner_edges {
     unsigned int corner;
     unsigned int neighbours[3];
-};
-/// An edge and its weight in the sum of squared lengths.
-struct weighted_edge {
-    unsigned int a, b;
-    double weight;
 };
 /// Four corners with a positive determinant in a sound element; CORNERS itself stands for the centre.
 using validity_tetrahedron = std::array<unsigned int, 4>;
@@ -57,8 +53,9 @@ struct pyramid {
     static constexpr double FACTOR = 12 * SQRT_3;
     static constexpr corner_edges RATED_CORNERS[4] = {
         {0, {1, 3, 4}}, {1, {2, 0, 4}}, {2, {3, 1, 4}}, {3, {0, 2, 4}}};
-    static constexpr weighted_edge EDGES[8] = {{0, 1, 0.5}, {1, 2, 0.5}, {2, 3, 0.5}, {3, 0, 0.5},
-                                               {0, 4, 1},   {1, 4, 1},   {2, 4, 1},   {3, 4, 1}};
+    static constexpr const shape_edges& EDGES = PYRAMID_EDGES;
+    /// In the sum of squared lengths the base edges weigh half, so that equal edges are ideal.
+    static constexpr double weight(unsigned int, unsigned int to) { return to == 4 ? 1 : 0.5; }
     static constexpr std::array<validity_tetrahedron, 4> VALIDITY = {
         {{0, 2, 1, 4}, {1, 3, 2, 4}, {2, 0, 3, 4}, {3, 1, 0, 4}}};
 };
@@ -68,8 +65,8 @@ struct wedge {
     static constexpr double FACTOR = 18 * SQRT_3;
     static constexpr corner_edges RATED_CORNERS[6] = {{0, {1, 2, 3}}, {1, {2, 0, 4}}, {2, {0, 1, 5}},
                                                       {3, {5, 4, 0}}, {4, {3, 5, 1}}, {5, {4, 3, 2}}};
-    static constexpr weighted_edge EDGES[9] = {{0, 1, 1}, {1, 2, 1}, {2, 0, 1}, {3, 4, 1}, {4, 5, 1},
-                                               {5, 3, 1}, {0, 3, 1}, {1, 4, 1}, {2, 5, 1}};
+    static constexpr const shape_edges& EDGES = WEDGE_EDGES;
+    static constexpr double weight(unsigned int, unsigned int) { return 1; }
     static constexpr auto VALIDITY =
         joined(faces_against_centre<WEDGE_FACES>(),
                std::array<validity_tetrahedron, 2>{{{1, 0, 2, 3}, {5, 3, 4, 0}}});
@@ -81,9 +78,8 @@ struct hexahedron {
     static constexpr corner_edges RATED_CORNERS[8] = {{0, {1, 3, 4}}, {1, {2, 0, 5}}, {2, {3, 1, 6}},
                                                       {3, {0, 2, 7}}, {4, {7, 5, 0}}, {5, {4, 6, 1}},
                                                       {6, {5, 7, 2}}, {7, {6, 4, 3}}};
-    static constexpr weighted_edge EDGES[12] = {{0, 1, 1}, {1, 2, 1}, {2, 3, 1}, {3, 0, 1},
-                                                {4, 5, 1}, {5, 6, 1}, {6, 7, 1}, {7, 4, 1},
-                                                {0, 4, 1}, {1, 5, 1}, {2, 6, 1}, {3, 7, 1}};
+    static constexpr const shape_edges& EDGES = HEXAHEDRON_EDGES;
+    static constexpr double weight(unsigned int, unsigned int) { return 1; }
     static constexpr auto VALIDITY = faces_against_centre<HEXAHEDRON_FACES>();
 };
 
