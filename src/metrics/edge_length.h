@@ -82,7 +82,11 @@ double edge_vector(const double* p, const double* q, double* v) {
         v[i] = q[i] - p[i];
         sum += v[i] * v[i];
     }
-    return std::sqrt(sum);
+    if (sum > 0x1p-900 && sum < 0x1p900) return std::sqrt(sum);
+    if constexpr (N == 2)
+        return std::hypot(v[0], v[1]); // squares of extreme lengths overflow or vanish
+    else
+        return std::hypot(v[0], v[1], v[2]);
 }
 
 } // namespace qv7::plexo
