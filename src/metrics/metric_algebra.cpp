@@ -291,23 +291,40 @@ vectors_of<3> inverse(const vectors_of<3>& P) {
     return Q;
 }
 
-/// Rebuilds, from the two metrics' values along their common conjugate directions, the metric that has the
-/// preferred one of them along each.
-template <unsigned int N, typename Preferred>
-metric<N> combine(const metric<N>& M1, const metric<N>& M2, Preferred preferred) {
+} // namespace
+
+template <unsigned int N>
+bool reduce(const symmetric_fixed<double, N>& M1, const symmetric_fixed<double, N>& M2,
+            simultaneous_reduction<N>& result) {
     values_of<N> ratios;
     vectors_of<N> P;
-    if (!decompose(M1, M2, ratios, P)) return M1;
+    if (!decompose(M1, M2, ratios, P)) return false;
     const vectors_of<N> Q = inverse(P);
-    values_of<N> gamma;
-    vectors_of<N> columns; // of Qᵀ
     for (unsigned int k = 0; k < N; ++k) {
-        const double alpha = quadratic_form<N>(M1.data(), P.data() + N * k);
-        const double beta = ratios[k] * alpha;
-        gamma[k] = preferred(beta, alpha) ? beta : alpha;
-        for (unsigned int i = 0; i < N; ++i) columns(i, k) = Q(k, i);
+        result.first[k] = quadratic_form<N>(M1.data(), P.data() + N * k);
+        result.second[k] = ratios[k] * result.first[k];
+        for (unsigned int i = 0; i < N; ++i) result.axes(i, k) = Q(k, i);
     }
-    return recompose(gamma, columns);
+    return true;
+}
+
+template bool reduce(const symmetric_fixed<double, 2>&, const symmetric_fixed<double, 2>&,
+                     simultaneous_reduction<2>&);
+template bool reduce(const symmetric_fixed<double, 3>&, const symmetric_fixed<double, 3>&,
+                     simultaneous_reduction<3>&);
+
+namespace {
+
+/// Has, along each common conjugate direction of two metrics, the preferred one of their values.
+template <unsigned int N, typename Preferred>
+metric<N> combine(const metric<N>& M1, const metric<N>& M2, Preferred preferred) {
+    simultaneous_reduction<N> both;
+    if (!reduce(M1, M2, both)) return M1;
+    values_of<N> gamma;
+    for (unsigned int k = 0; k < N; ++k) {
+        gamma[k] = preferred(both.second[k], both.first[k]) ? both.second[k] : both.first[k];
+    }
+    return recompose(gamma, both.axes);
 }
 
 template <unsigned int N>

@@ -21,6 +21,19 @@ void store_metric(const symmetric_fixed<double, N>& M, double* column) {
     std::copy_n(M.data(), packed_size(N), column);
 }
 
+/// Two metrics in the form M = Σ value_k·a_k·a_kᵀ with the same vectors a_k, the columns of `axes`.
+template <unsigned int N>
+struct simultaneous_reduction {
+    matrix_fixed<double, N, N> axes;
+    vector_fixed<double, N> first;
+    vector_fixed<double, N> second;
+};
+
+/// Reduces two metrics simultaneously; false when they cannot be.
+template <unsigned int N>
+bool reduce(const symmetric_fixed<double, N>& M1, const symmetric_fixed<double, N>& M2,
+            simultaneous_reduction<N>& result);
+
 /// What can be said of a metric without its eigenvalues.
 enum class definiteness { positive, not_positive, uncertain };
 

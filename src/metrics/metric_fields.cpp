@@ -1,4 +1,4 @@
-#include "containers/runs.h"
+#include "containers/detach.h"
 #include "metrics/metric_algebra.h"
 
 #include <plexo/metrics.h>
@@ -41,16 +41,6 @@ void store_isotropic(double size, double* column) {
     symmetric_fixed<double, N> M;
     metric_iso_to_aniso(size, M);
     store_metric(M, column);
-}
-
-/// Gives a field storage of its own when the other argument can see its entries; false when it cannot be had.
-template <typename Field, typename Other>
-bool detach(Field& field, const Other& other) {
-    if (!overlap(field, other)) return true;
-    Field own;
-    if (!own.copy(field)) return false;
-    field = own;
-    return true;
 }
 
 template <unsigned int N>
