@@ -7,6 +7,7 @@
 #include <plexo/geometry.h>
 #include <plexo/histogram.h>
 #include <plexo/ids.h>
+#include <plexo/node_detector.h>
 #include <plexo/io.h>
 #include <plexo/metrics.h>
 #include <plexo/quality.h>

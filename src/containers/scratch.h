@@ -7,6 +7,7 @@
 #include <cstring>
 #include <limits>
 #include <type_traits>
+#include <utility>
 
 namespace qv7::plexo {
 
@@ -39,6 +40,14 @@ public:
         if (!allocate(n)) return false;
         if (n != 0) std::memset(static_cast<void*>(data_), byte, n * sizeof(T));
         return true;
+    }
+
+    /// Forgets the entries from n on.
+    void shrink(std::size_t n) noexcept { size_ = n; }
+
+    void swap(scratch& other) noexcept {
+        std::swap(data_, other.data_);
+        std::swap(size_, other.size_);
     }
 
     T* data() noexcept { return data_; }
