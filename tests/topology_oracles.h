@@ -104,7 +104,7 @@ inline std::vector<face> faces_of_column(const unsigned int* c, element_type typ
 }
 
 /// True when turning b, or its reverse, gives a.
-inline bool same_cycle(face a, face b) {
+inline bool same_cycle(const face& a, face b) {
     for (int reversed = 0; reversed < 2; ++reversed) {
         for (std::size_t turn = 0; turn < b.size(); ++turn) {
             if (a == b) return true;
