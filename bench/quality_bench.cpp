@@ -4,6 +4,9 @@
 
 #include <benchmark/benchmark.h>
 
+#include <cstdint>
+#include <random>
+
 namespace {
 
 using bench::mesh;
@@ -32,6 +35,44 @@ void shape_histogram_bench(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * m.connectM.cols());
 }
 
+/// Edges of about state.range(0) tetrahedra; the field varies, so that every rating takes a logarithm.
+void edge_qualities_bench(benchmark::State& state, bool by_metric, bool shuffle) {
+    mesh m = bench::tetra_box(static_cast<std::size_t>(state.range(0)));
+    if (shuffle) m = bench::shuffled(m);
+    dense1D<double, 16> sizes(m.pos.cols());
+    dense2D<double> metrics(6, m.pos.cols());
+    for (unsigned int j = 0; j < m.pos.cols(); ++j) {
+        sizes[j] = 0.01 * (1 + m.pos(0, j));
+        for (const unsigned int k : {0u, 2u, 5u}) metrics(k, j) = 1 / (sizes[j] * sizes[j]);
+    }
+    const dense2D<unsigned int> excluded;
+    unsigned long long edges = 0;
+    for (auto _ : state) {
+        qv7::misc::histogram histo(0, 2, 20);
+        benchmark::DoNotOptimize(by_metric
+                                     ? edge_qualities(m.pos, m.connectM, m.type, metrics, histo, excluded)
+                                     : edge_qualities(m.pos, m.connectM, m.type, sizes, histo, excluded));
+        edges += histo.count();
+    }
+    state.SetItemsProcessed(static_cast<std::int64_t>(edges));
+}
+
+/// Values per second into slices, one by one or as a list.
+void histogram_bench(benchmark::State& state, bool one_by_one) {
+    dense1D<double, 16> values(static_cast<unsigned int>(state.range(0)));
+    std::mt19937 random(1);
+    for (double& value : values) value = std::uniform_real_distribution<double>(0, 1)(random);
+    qv7::misc::histogram histo(0, 1, 20);
+    for (auto _ : state) {
+        if (one_by_one) {
+            for (const double value : values) histo.process(value);
+        } else {
+            histo.process(values);
+        }
+    }
+    state.SetItemsProcessed(state.iterations() * values.size());
+}
+
 #define SHAPES(name, type, shuffle)                                                                          \
     BENCHMARK_CAPTURE(shape_qualities_bench, name, type, shuffle)                                            \
         ->RangeMultiplier(10)                                                                                \
@@ -44,6 +85,19 @@ SHAPES(tetrahedra, ELEM_TETRA4, false);
 SHAPES(tetrahedra_shuffled, ELEM_TETRA4, true);
 SHAPES(hexahedra, ELEM_HEXA8, false);
 SHAPES(hexahedra_shuffled, ELEM_HEXA8, true);
+#define EDGES(name, by_metric, shuffle)                                                                      \
+    BENCHMARK_CAPTURE(edge_qualities_bench, name, by_metric, shuffle)                                        \
+        ->RangeMultiplier(10)                                                                                \
+        ->Range(10000, 1000000)                                                                              \
+        ->Unit(benchmark::kMillisecond)
+
+EDGES(sizes, false, false);
+EDGES(sizes_shuffled, false, true);
+EDGES(metrics, true, false);
+EDGES(metrics_shuffled, true, true);
+
+BENCHMARK_CAPTURE(histogram_bench, one_by_one, true)->Arg(1000000)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(histogram_bench, list, false)->Arg(1000000)->Unit(benchmark::kMillisecond);
 BENCHMARK(shape_histogram_bench)->RangeMultiplier(10)->Range(10000, 1000000)->Unit(benchmark::kMillisecond);
 
 } // namespace

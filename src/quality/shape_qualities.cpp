@@ -55,63 +55,52 @@ struct single_element {
     }
 };
 
-// How each shape is rated: `rate` for a group of elements, which may answer UNDECIDED; `settle` for one
-// element of about unit size, which decides.
-
 template <unsigned int D>
 struct triangle_shape {
     static constexpr unsigned int CORNERS = 3, DIMENSION = D;
     static constexpr double NOT_FINITE = UNDECIDED;
-    static lanes rate(const auto& p) { return triangle_rating(p); }
-    static double settle(const auto& p) { return triangle_rating(p); }
+    static auto rate(const auto& p) { return triangle_rating(p); }
 };
 
 template <unsigned int D>
 struct quadrangle_shape {
     static constexpr unsigned int CORNERS = 4, DIMENSION = D;
     static constexpr double NOT_FINITE = UNDECIDED;
-    static lanes rate(const auto& p) { return quadrangle_rating(p); }
-    static double settle(const auto& p) { return quadrangle_rating(p); }
+    static auto rate(const auto& p) { return quadrangle_rating(p); }
 };
 
 struct tetrahedron_shape {
     static constexpr unsigned int CORNERS = 4, DIMENSION = 3;
     static constexpr double NOT_FINITE = 0;
-    static lanes rate(const auto& p) { return tetrahedron_rating(p); }
-    static double settle(const auto& p) { return tetrahedron_rating(p); }
+    static auto rate(const auto& p) { return tetrahedron_rating(p); }
 };
 
 template <typename Solid>
 struct solid_shape {
     static constexpr unsigned int CORNERS = Solid::CORNERS, DIMENSION = 3;
     static constexpr double NOT_FINITE = UNDECIDED;
-    static lanes rate(const auto& p) { return solid_rating<Solid>(p); }
-    static double settle(const auto& p) { return settled_solid_rating<Solid>(p); }
+    static auto rate(const auto& p) { return solid_rating<Solid>(p); }
 };
 
-/// Rates one element that its group left undecided. One of extreme magnitude is moved to its first corner and
-/// scaled by a power of two.
+/// Rates an element of extreme magnitude, moved to its first corner and scaled by a power of two to about
+/// unit size; NOT_FINITE for one with a coordinate that is not.
 template <typename Shape>
-double settled_rating(const double* const (&corners)[Shape::CORNERS]) {
+double scaled_rating(const double* const (&corners)[Shape::CORNERS]) {
     constexpr unsigned int D = Shape::DIMENSION;
-    single_element<Shape::CORNERS, D> element;
+    double largest = 0;
+    for (const double* corner : corners) {
+        for (unsigned int d = 0; d < D; ++d) {
+            if (!std::isfinite(corner[d])) return Shape::NOT_FINITE;
+            largest = std::max(largest, std::abs(corner[d]));
+        }
+    }
+    const double unit = largest > 1 ? 0.5 : 1; // differences of halves do not overflow
     single_element<Shape::CORNERS, D> moved;
     double size = 0;
     for (unsigned int k = 0; k < Shape::CORNERS; ++k) {
         for (unsigned int d = 0; d < D; ++d) {
-            if (!std::isfinite(corners[k][d])) return Shape::NOT_FINITE;
-            element.at[k][d] = corners[k][d];
-            moved.at[k][d] = corners[k][d] / 2 - corners[0][d] / 2; // the whole difference might overflow
+            moved.at[k][d] = corners[k][d] * unit - corners[0][d] * unit;
             size = std::max(size, std::abs(moved.at[k][d]));
-        }
-    }
-    if (size > 0x1p-180 && size < 0x1p180) return Shape::settle(element);
-    if (size < 1) {
-        for (unsigned int k = 0; k < Shape::CORNERS; ++k) {
-            for (unsigned int d = 0; d < D; ++d) {
-                moved.at[k][d] = corners[k][d] - corners[0][d]; // halves might have been rounded
-                size = std::max(size, std::abs(moved.at[k][d]));
-            }
         }
     }
     if (size == 0) return 0;
@@ -119,7 +108,7 @@ double settled_rating(const double* const (&corners)[Shape::CORNERS]) {
     for (auto& corner : moved.at) {
         for (double& coordinate : corner) coordinate = std::ldexp(coordinate, -exponent);
     }
-    return Shape::settle(moved);
+    return Shape::rate(moved);
 }
 
 /// Rates the columns for which wanted(column) holds; the others' entries of `qualities` are left alone.
@@ -148,7 +137,7 @@ void rate_columns(const dense2D<double>& pos, const dense2D<unsigned int>& conne
                 qualities[j] = ratings[l];
                 if (!std::isnan(ratings[l])) continue;
                 corners_of(columns + j * column_stride, corners);
-                qualities[j] = settled_rating<Shape>(corners);
+                qualities[j] = scaled_rating<Shape>(corners);
             }
         }
         filled = 0;

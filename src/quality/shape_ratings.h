@@ -41,6 +41,17 @@ Real every_lane(double value) {
     return Real{} + value;
 }
 
+/// Conditions joined by & and |, which leave an int of two bools, and an integer per lane of two comparisons.
+inline bool in_every_lane(int condition) {
+    return condition != 0;
+}
+template <typename Mask>
+bool in_every_lane(Mask condition) {
+    bool all = true;
+    for (unsigned int i = 0; i < LANES; ++i) all &= condition[i] != 0;
+    return all;
+}
+
 template <typename Real>
 struct vector2 {
     Real x, y;
@@ -225,25 +236,13 @@ Real volume_rating(const Corners& p, Real& sum_of_squares) {
 /// Elements that rate more than this are tested for validity, which is bad below it.
 inline constexpr double VALIDITY_THRESHOLD = 1e-12;
 
-/// The rating of a pyramid, wedge or hexahedron of moderate size.
-template <typename Solid, typename Corners>
-double settled_solid_rating(const Corners& p) {
-    double sum_of_squares;
-    const double volume = volume_rating<Solid>(p, sum_of_squares);
-    if (!(volume > VALIDITY_THRESHOLD)) return volume;
-    double validity = 1;
-    for_each_validity_tetrahedron<Solid>(p, [&](const auto& a, const auto& b, const auto& c) {
-        validity = smaller(validity, tetrahedron_rating(a, b, c, sum_of_squares));
-    });
-    return validity < VALIDITY_THRESHOLD ? validity : volume;
-}
-
-/// The same without the square roots of the validity tetrahedra, for elements that are clearly valid or not
-/// good anyway; UNDECIDED for the others.
+/// The rating of a pyramid, wedge or hexahedron: its volume rating or, where that hides an invalid element,
+/// the least rating of its validity tetrahedra.
 ///
-/// No length L in a validity tetrahedron exceeds B = 2 √ΣL². Where its determinant exceeds 1e-7 B³, its
-/// rating exceeds 1e-7 (as F ≤ 2√3 Lmax²), and the areas of its faces exceed 1e-7 B², too much for rounding
-/// to turn their squares negative.
+/// Elements that are clearly valid, or not good anyway, are told by determinants alone: no length L in a
+/// validity tetrahedron exceeds B = 2 √ΣL². Where its determinant exceeds 1e-7 B³, its rating exceeds 1e-7
+/// (as F ≤ 2√3 Lmax²), and the areas of its faces exceed 1e-7 B², too much for rounding to turn their squares
+/// negative.
 template <typename Solid, typename Corners>
 auto solid_rating(const Corners& p) {
     using real = decltype(p[0].x);
@@ -255,7 +254,15 @@ auto solid_rating(const Corners& p) {
                __attribute__((always_inline)) { least = smaller(least, determinant(a, b, c)); });
     const auto decided =
         (volume <= VALIDITY_THRESHOLD) | (least > 8e-7 * sum_of_squares * root(sum_of_squares));
-    return trusted(decided ? volume : every_lane<real>(UNDECIDED), sum_of_squares);
+    if (in_every_lane(decided)) return trusted(volume, sum_of_squares);
+
+    real validity = every_lane<real>(1);
+    for_each_validity_tetrahedron<Solid>(p, [&](const auto& a, const auto& b, const auto& c) {
+        real its_sum_of_squares{};
+        validity = smaller(validity, tetrahedron_rating(a, b, c, its_sum_of_squares));
+    });
+    const auto invalid = (volume > VALIDITY_THRESHOLD) & (validity < VALIDITY_THRESHOLD);
+    return trusted(invalid ? validity : volume, sum_of_squares);
 }
 
 } // namespace qv7::plexo
