@@ -218,16 +218,18 @@ PLEXO_API int WavefrontOBJ_output(const char* path, const dense2D<double>& pos,
                                   const dense2D<unsigned int>& connectM, element_type type);
 
 /// Writes two connectivities, each as its type says; two of one type follow one another. Results as for the
-/// full form, and -199.
+/// full form.
 PLEXO_API int WavefrontOBJ_output(const char* path, const dense2D<double>& pos,
                                   const dense2D<unsigned int>& connectA,
                                   const dense2D<unsigned int>& connectB, element_type typeA,
                                   element_type typeB);
 
-/// Reads a Wavefront OBJ surface; outputs are emptied first. `pos` and `normals` get 3 rows, `texture` 2.
-/// Faces of more than four corners become fans of triangles; corners count by their vertex index, negative
-/// ones from the end. Records other than v, vt, vn and f are skipped. \return 0; -1 the file could not be
-/// opened or a record is malformed; -199
+/// Reads a Wavefront OBJ surface; outputs are emptied first. `pos` and `normals` get 3 rows, `texture` 2;
+/// numbers that a record does not give are zero. Faces of more than four corners become fans of triangles,
+/// those of fewer than three are skipped; corners count by their vertex index, negative ones from the last
+/// vertex so far. Records other than v, vt, vn and f are skipped. O(file size), memory in proportion to the
+/// outputs. \return 0; -1 the file could not be opened or read, a record is malformed or a face names a
+/// vertex that is not there; -199. After a failure the outputs are empty
 PLEXO_API int WavefrontOBJ_input(const char* path, dense2D<double>& pos, dense2D<double>& normals,
                                  dense2D<double>& texture, dense2D<unsigned int>& triangles,
                                  dense2D<unsigned int>& quads);

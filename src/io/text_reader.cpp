@@ -1,5 +1,7 @@
 #include "io/text_reader.h"
 
+#include <sys/stat.h>
+
 #include <charconv>
 #include <cstdlib>
 #include <cstring>
@@ -83,6 +85,12 @@ line_reader::line_reader(const char* path, const char* mode) : stream_(std::fope
     std::setvbuf(stream_, nullptr, _IONBF, 0);
     buffer_ = static_cast<char*>(std::malloc(BUFFER_SIZE));
     next_ = end_ = buffer_;
+}
+
+std::uint64_t line_reader::file_size() const {
+    struct stat status {};
+    const bool known = stream_ && fstat(fileno(stream_), &status) == 0 && S_ISREG(status.st_mode);
+    return known ? static_cast<std::uint64_t>(status.st_size) : 0;
 }
 
 line_reader::~line_reader() {

@@ -33,6 +33,8 @@ public:
     bool is_open() const { return stream_ != nullptr; }
     /// True when there was no memory for the buffer; next() then finds nothing.
     bool out_of_memory() const { return stream_ != nullptr && buffer_ == nullptr; }
+    /// Bytes of the file; 0 when it has no size, as a pipe has none.
+    std::uint64_t file_size() const;
     /// True when the file could not be read to its end.
     bool read_failed() const { return stream_ != nullptr && std::ferror(stream_) != 0; }
 
