@@ -83,16 +83,21 @@ PLEXO_API int NASTRAN_output(const char* path, const dense2D<double>& pos,
                              const dense2D<unsigned int>& connectA, const dense2D<unsigned int>& connectB,
                              element_type typeA, element_type typeB);
 
-/// Reads a NASTRAN bulk data deck in free, small or large field, as NASTRAN_output describes it. Outputs are
+/// Reads a NASTRAN bulk data deck in free, small or large field, with continuations of any kind. Outputs are
 /// emptied first. Grid ID i is column i of `pos` (3 rows); IDs that do not occur give nodes at the origin.
-/// Consecutive elements of one type make a block; columns shorter than the tallest are padded with NO_ID.
-/// Cards that are no grid point or element are skipped.
-/// \return the number of elements; -1 the file could not be opened; -199 (outputs empty)
+/// Consecutive elements of one type make a block, `ranges` having one entry more than there are blocks;
+/// columns shorter than the tallest are padded with NO_ID. The type follows the keyword and the number of
+/// nodes on the card. Node references are taken as they are, and not checked against the grid points. Cards
+/// that are no grid point or element, and elements without nodes enough, are skipped. O(file size); memory in
+/// use stays in proportion to the file, however sparse its IDs. \return the number of elements; -1 the file
+/// could not be opened or read; -199 out of memory, or a grid ID above 99 999 999 that is also more than a
+/// sixteenth of the bytes of the file. After a failure the outputs are empty
 PLEXO_API int NASTRAN_input(const char* path, dense2D<double>& pos, dense2D<unsigned int>& connectM,
                             dense1D<unsigned int, 16>& ranges, dense1D<int, 16>& types,
                             dense1D<unsigned int, 16>& properties);
 
-/// Reads a deck and keeps its first block, with NODES_PER_ELEMENT[type] rows. Results as for all blocks.
+/// Reads a deck and keeps its first block, with NODES_PER_ELEMENT[type] rows; without any block `connectM` is
+/// empty and `type` stays as it is. Results as for all blocks.
 PLEXO_API int NASTRAN_input(const char* path, dense2D<double>& pos, dense2D<unsigned int>& connectM,
                             element_type& type);
 
@@ -169,8 +174,9 @@ PLEXO_API int FEMAP_output(const char* path, const dense2D<double>& pos,
                            const dense2D<unsigned int>& connectA, const dense2D<unsigned int>& connectB,
                            element_type typeA, element_type typeB);
 
-/// Reads the nodes and elements of a FEMAP neutral file; other data blocks are skipped. Outputs and results
-/// are those of NASTRAN_input; node ID i is column i of `pos`.
+/// Reads the nodes and elements of a FEMAP neutral file, from any number of blocks 403 and 404 in any order;
+/// other data blocks, elements of other topologies and records that cannot be read are skipped. Node ID i is
+/// column i of `pos`; outputs and results are those of NASTRAN_input.
 PLEXO_API int FEMAP_input(const char* path, dense2D<double>& pos, dense2D<unsigned int>& connectM,
                           dense1D<unsigned int, 16>& ranges, dense1D<int, 16>& types,
                           dense1D<unsigned int, 16>& properties);
