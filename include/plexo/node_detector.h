@@ -23,7 +23,7 @@ class node_tree;
 /// be appended) as long as the detector or a copy of it is in use. Queries are read-only and may run
 /// concurrently; everything else needs exclusive access.
 ///
-/// Building takes expected O(n log n), also for coincident nodes; memory is about 75 bytes a node.
+/// Building takes expected O(n log n), also for coincident nodes; memory is about 85 bytes a node in space.
 class PLEXO_API node_detector {
 public:
     /// An empty detector.

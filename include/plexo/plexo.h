@@ -7,8 +7,8 @@
 #include <plexo/geometry.h>
 #include <plexo/histogram.h>
 #include <plexo/ids.h>
-#include <plexo/node_detector.h>
 #include <plexo/io.h>
 #include <plexo/metrics.h>
+#include <plexo/node_detector.h>
 #include <plexo/quality.h>
 #include <plexo/topology.h>

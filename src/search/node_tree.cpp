@@ -3,6 +3,7 @@
 #include "insertion_order.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -11,6 +12,10 @@
 namespace qv7::plexo {
 
 namespace {
+
+constexpr unsigned int FEWEST_FOR_BUCKETS = 32;
+// Larger boxes are answered by walking the entries, which stand in the order wanted.
+constexpr unsigned int MOST_FOR_BUCKETS = 512;
 
 template <unsigned int D>
 unsigned int next_axis(unsigned int axis) {
@@ -45,6 +50,13 @@ bool in_cube(const double* P, double r, const double* p) {
         if (!(P[k] - r <= p[k]) || !(P[k] + r >= p[k])) return false;
     }
     return true;
+}
+
+template <unsigned int D>
+bool is_finite(const double* P) {
+    bool finite = true;
+    for (unsigned int k = 0; k < D; ++k) finite &= std::abs(P[k]) <= std::numeric_limits<double>::max();
+    return finite;
 }
 
 template <unsigned int D>
@@ -89,7 +101,8 @@ bool node_tree<D>::copy(const node_tree& source) noexcept {
     std::copy_n(source.links_.data(), source.size_, links_.data());
     pos_ = source.pos_;
     size_ = source.size_;
-    return true;
+    in_buckets_ = source.in_buckets_;
+    return buckets_.copy(source.buckets_);
 }
 
 template <unsigned int D>
@@ -120,7 +133,29 @@ bool node_tree<D>::insert(const dense1D<unsigned int, 16>& nodes, unsigned int& 
     sort_in(size_, static_cast<unsigned int>(new_size), high_points.data());
     size_ = static_cast<unsigned int>(new_size);
     added = count;
+    fill_buckets(size_ == count);
     return true;
+}
+
+/// Puts all entries into buckets again once enough of them are missing there that the work is paid for by the
+/// insertions since the last time. Without buckets, queries walk the entries.
+template <unsigned int D>
+void node_tree<D>::fill_buckets(bool in_preorder) noexcept {
+    buckets_.clear();
+    if (size_ < FEWEST_FOR_BUCKETS || size_ - in_buckets_ < in_buckets_ / 4) return;
+    scratch<unsigned int> ranks;
+    if (!in_preorder) {
+        if (!ranks.allocate(size_)) return;
+        unsigned int rank = 0;
+        walk_in_preorder([](unsigned int, unsigned int) { return true; },
+                         [](unsigned int, unsigned int) { return true; },
+                         [&](unsigned int entry, unsigned int) {
+                             ranks[entry] = rank++;
+                             return true;
+                         });
+    }
+    buckets_.build(points_.data(), ranks.data(), size_);
+    in_buckets_ = size_;
 }
 
 /// Moves the points of [begin, end) that go to the high side of an entry behind those that go to the low
@@ -189,7 +224,7 @@ void node_tree<D>::sort_in(unsigned int begin, unsigned int end, point* high_poi
 }
 
 template <unsigned int D>
-unsigned int node_tree<D>::find_closest(const double* P, unsigned int skipped) const noexcept {
+unsigned int node_tree<D>::find_closest_by_entries(const double* P, unsigned int skipped) const noexcept {
     if (size_ == 0) return NO_ID;
     double d2 = std::numeric_limits<double>::max();
     unsigned int best = NO_ID;
@@ -238,34 +273,69 @@ unsigned int node_tree<D>::search(const double* P, unsigned int skipped, unsigne
     }
 }
 
+/// Visits an entry, its low side and its high side, as far as wanted, until visit(entry, axis) is false. The
+/// way back up goes by the parents.
 template <unsigned int D>
-void node_tree<D>::find_in_box(const double* Pmin, const double* Pmax,
-                               dense1D<unsigned int, 16>& nodes) const noexcept {
-    if (size_ == 0) return;
-    const unsigned int old_count = nodes.size();
-    unsigned int entry = 0;
-    unsigned int axis = 0;
-    for (;;) {
-        const point& here = points_[entry];
-        const bool low = Pmin[axis] <= here.p[axis];
-        const bool high = !(Pmax[axis] < here.p[axis]);
-        if (low && high && in_box<D>(Pmin, Pmax, here.p) && !nodes.push_back(here.node)) {
-            nodes.resize(old_count);
-            return;
-        }
-        unsigned int next = low ? links_[entry].low : NO_ID;
-        if (next == NO_ID && high) next = links_[entry].high;
-        while (next == NO_ID) {
-            if (entry == 0) return;
+template <typename WantLow, typename WantHigh, typename Visit>
+void node_tree<D>::walk_in_preorder(WantLow want_low, WantHigh want_high, Visit visit) const noexcept {
+    unsigned int entry = size_ == 0 ? NO_ID : 0;
+    for (unsigned int axis = 0; entry != NO_ID; axis = next_axis<D>(axis)) {
+        if (!visit(entry, axis)) return;
+        unsigned int next = want_low(entry, axis) ? links_[entry].low : NO_ID;
+        if (next == NO_ID && want_high(entry, axis)) next = links_[entry].high;
+        while (next == NO_ID && entry != 0) {
             const unsigned int child = entry;
             entry = links_[child].parent;
             axis = previous_axis<D>(axis);
             const bool was_low = child == links_[entry].low;
-            if (was_low && !(Pmax[axis] < points_[entry].p[axis])) next = links_[entry].high;
+            if (was_low && want_high(entry, axis)) next = links_[entry].high;
         }
         entry = next;
-        axis = next_axis<D>(axis);
     }
+}
+
+template <unsigned int D>
+void node_tree<D>::find_in_box_by_entries(const double* Pmin, const double* Pmax,
+                                          dense1D<unsigned int, 16>& nodes) const noexcept {
+    const unsigned int old_count = nodes.size();
+    const auto want_low = [=, this](unsigned int entry, unsigned int axis) {
+        return Pmin[axis] <= points_[entry].p[axis];
+    };
+    const auto want_high = [=, this](unsigned int entry, unsigned int axis) {
+        return !(Pmax[axis] < points_[entry].p[axis]);
+    };
+    walk_in_preorder(want_low, want_high, [&](unsigned int entry, unsigned int) {
+        const point& here = points_[entry];
+        if (!in_box<D>(Pmin, Pmax, here.p) || nodes.push_back(here.node)) return true;
+        nodes.resize(old_count);
+        return false;
+    });
+}
+
+template <unsigned int D>
+unsigned int node_tree<D>::find_closest(const double* P, unsigned int skipped) const noexcept {
+    if (!buckets_.empty() && is_finite<D>(P)) {
+        const auto closest = buckets_.find_closest(P, skipped);
+        // Squares neither overflow nor lose digits in between.
+        const bool is_exact = closest.coincident || (closest.d2 > 1e-280 && closest.d2 < 1e280);
+        if (is_exact && !closest.contested) return closest.node;
+    }
+    return find_closest_by_entries(P, skipped);
+}
+
+template <unsigned int D>
+void node_tree<D>::find_in_box(const double* Pmin, const double* Pmax,
+                               dense1D<unsigned int, 16>& nodes) const noexcept {
+    std::uint64_t found[MOST_FOR_BUCKETS];
+    unsigned int count = 0;
+    if (buckets_.empty() || !buckets_.find_in_box(Pmin, Pmax, found, MOST_FOR_BUCKETS, count)) {
+        find_in_box_by_entries(Pmin, Pmax, nodes);
+        return;
+    }
+    const unsigned int old_count = nodes.size();
+    if (count > NO_ID - old_count || !nodes.resize(old_count + count)) return;
+    unsigned int* const out = nodes.data() + old_count;
+    for (unsigned int i = 0; i < count; ++i) out[i] = static_cast<unsigned int>(found[i]);
 }
 
 template class node_tree<2>;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "bucket_tree.h"
 #include "containers/scratch.h"
 
 #include <plexo/containers.h>
@@ -33,10 +34,7 @@ public:
     void find_in_box(const double* Pmin, const double* Pmax, dense1D<unsigned int, 16>& nodes) const noexcept;
 
 private:
-    struct point {
-        double p[D];
-        unsigned int node;
-    };
+    using point = located_node<D>;
     struct links {
         unsigned int low, high, parent;
     };
@@ -46,12 +44,20 @@ private:
     void sort_in(unsigned int begin, unsigned int end, point* high_points) noexcept;
     unsigned int partition(unsigned int entry, unsigned int axis, unsigned int begin, unsigned int end,
                            point* high_points) noexcept;
+    void fill_buckets(bool in_preorder) noexcept;
+    template <typename WantLow, typename WantHigh, typename Visit>
+    void walk_in_preorder(WantLow want_low, WantHigh want_high, Visit visit) const noexcept;
+    unsigned int find_closest_by_entries(const double* P, unsigned int skipped) const noexcept;
+    void find_in_box_by_entries(const double* Pmin, const double* Pmax,
+                                dense1D<unsigned int, 16>& nodes) const noexcept;
     unsigned int search(const double* P, unsigned int skipped, unsigned int best, double r) const noexcept;
 
     const dense2D<double>* pos_;
     unsigned int size_ = 0;
     scratch<point> points_;
     scratch<links> links_;
+    bucket_tree<D> buckets_;      ///< the same entries ranked in pre-order, or empty
+    unsigned int in_buckets_ = 0; ///< entries when the buckets were last filled
 };
 
 extern template class node_tree<2>;

@@ -1,0 +1,72 @@
+#pragma once
+
+#include "containers/scratch.h"
+
+#include <plexo/containers.h>
+
+#include <cstdint>
+
+namespace qv7::plexo {
+
+template <unsigned int D>
+struct located_node {
+    double p[D];
+    unsigned int node;
+};
+
+/// A k-d tree that only answers queries, laid out for the cache: the points stand in small buckets, their
+/// coordinates axis by axis. Each point carries its rank, by which the points of a box are put in order.
+///
+/// Cells are halved at the middle of their widest side (Maneewongvatana and Mount, 1999), which keeps them
+/// compact whatever the order of the points; this is what makes queries faster than on a tree whose shape
+/// comes from an order of insertion.
+template <unsigned int D>
+class bucket_tree {
+public:
+    /// Takes points with their ranks, which are their positions when `ranks` is null. False, and empty, when
+    /// a coordinate is not finite or memory runs out. O(n log n).
+    bool build(const located_node<D>* points, const unsigned int* ranks, unsigned int count) noexcept;
+    [[nodiscard]] bool copy(const bucket_tree& source) noexcept;
+    void clear() noexcept { count_ = 0; }
+    bool empty() const noexcept { return count_ == 0; }
+
+    struct answer {
+        unsigned int node = 0;
+        double d2;               ///< squared distance; infinite when there is no point
+        bool contested = false;  ///< others are as close, or not farther than rounding may hide
+        bool coincident = false; ///< the coordinates are those of the point asked about
+    };
+    /// The point closest to a finite P among those that are not of node `skipped`.
+    answer find_closest(const double* P, unsigned int skipped) const noexcept;
+
+    /// Collects rank · 2^32 + node for the points in a box, in order of rank; false when there are more than
+    /// `room`.
+    bool find_in_box(const double* Pmin, const double* Pmax, std::uint64_t* found, unsigned int room,
+                     unsigned int& count) const noexcept;
+
+private:
+    struct item;
+    struct box;
+    struct cell {
+        double low_end;     ///< largest coordinate of the low side on the axis
+        double high_begin;  ///< smallest coordinate of the high side
+        unsigned int first; ///< the low child, which the high one follows; of a bucket: the first point
+        unsigned int count; ///< points of a bucket, 0 for any other cell
+        unsigned int axis;
+    };
+
+    void split(item* items, const box& all, cell* cells) noexcept;
+    void put_bucket(const item* items, unsigned int first, unsigned int count) noexcept;
+
+    unsigned int count_ = 0;
+    unsigned int cell_count_ = 0;
+    double low_[D], high_[D]; ///< the box of all points
+    scratch<cell> cells_;
+    scratch<double> coordinates_; ///< of bucket [first, first + count): x from D · first on, then y, then z
+    scratch<std::uint64_t> keys_; ///< rank · 2^32 + node
+};
+
+extern template class bucket_tree<2>;
+extern template class bucket_tree<3>;
+
+} // namespace qv7::plexo
