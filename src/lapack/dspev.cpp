@@ -1,5 +1,7 @@
 #include "dspev.h"
 
+#include "symmetric3.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -14,6 +16,14 @@ int dspev(char job, char triangle, int n, double* packed, double* values, double
     const auto entries = n > 0 ? std::ptrdiff_t(n) * (n + 1) / 2 : 0;
     if (!std::all_of(packed, packed + entries, [](double entry) { return std::isfinite(entry); })) {
         return info = -4;
+    }
+    if (n == 3 && triangle == 'U') {
+        double unused[9];
+        const bool wanted = job == 'V' && ld >= 3;
+        if ((wanted || job == 'N') &&
+            eigen_pairs_of_order_3(packed, values, wanted ? vectors : unused, wanted ? ld : 3)) {
+            return info = 0;
+        }
     }
     dspev_(&job, &triangle, &n, packed, values, vectors, &ld, work, &info, 1, 1);
     return info;

@@ -5,7 +5,9 @@
 namespace qv7::lapack {
 
 /// Eigenvalues (job 'N') or eigen-pairs (job 'V') of the symmetric matrix of order n whose upper (triangle
-/// 'U') or lower ('L') triangle is packed column by column: LAPACK's routine of this name.
+/// 'U') or lower ('L') triangle is packed column by column: LAPACK's routine of this name, except that upper
+/// triangles of order 3 are solved here, faster and more accurately than by a general algorithm, with LAPACK
+/// behind it.
 ///
 /// \param packed n(n+1)/2 entries, overwritten
 /// \param values n eigenvalues, ascending
