@@ -339,6 +339,51 @@ TEST(EdgeQualities, ExtremeCoordinatesAreCounted) {
     EXPECT_EQ(histo.count() + histo.not_a_number(), 3u);
 }
 
+TEST(EdgeQualities, HostileInputGivesACodeAndNothingElse) {
+    std::mt19937 random(78);
+    const auto below = [&](unsigned int n) { return static_cast<unsigned int>(random() % n); };
+    const double values[] = {0, 1, -1, 0.5, 1e-320, 1e300, -1.7e308, INF, NOT_A_NUMBER};
+    for (int repetition = 0; repetition < 4000; ++repetition) {
+        const auto value = [&] { return below(3) == 0 ? values[below(std::size(values))] : 1.0 + below(5); };
+        dense2D<double> pos(1 + below(4), below(9));
+        dense2D<double> metrics(below(8), pos.cols() + below(3) / 2);
+        real_list sizes(pos.cols() + below(3) / 2);
+        for (auto* matrix : {&pos, &metrics}) {
+            for (unsigned int j = 0; j < matrix->cols(); ++j) {
+                for (unsigned int d = 0; d < matrix->rows(); ++d) (*matrix)(d, j) = value();
+            }
+        }
+        for (double& size : sizes) size = value();
+        const auto random_ids = [&](unsigned int rows, unsigned int cols) {
+            dense2D<unsigned int> ids(rows, cols);
+            const unsigned int limit = std::max(1u, pos.cols() + (below(4) == 0));
+            for (unsigned int e = 0; e < cols; ++e) {
+                for (unsigned int k = 0; k < rows; ++k) ids(k, e) = below(200) == 0 ? NO_ID : below(limit);
+            }
+            return ids;
+        };
+        const auto type = static_cast<element_type>(int(below(24)) - 1);
+        const bool right_rows = below(4) != 0 && type > 0 && type < ELEMENT_TYPE_COUNT;
+        const dense2D<unsigned int> elements =
+            random_ids(right_rows ? NODES_PER_ELEMENT[type] : below(10), below(20));
+        const dense2D<unsigned int> excluded = random_ids(2, below(6));
+        histogram by_size, by_metric;
+        const int codes[] = {
+            edge_qualities(as_view(pos), elements, type, sizes, by_size, excluded),
+            edge_qualities(pos, as_view(elements), type, as_view(metrics), by_metric, as_view(excluded))};
+        for (const int code : codes) {
+            ASSERT_TRUE(code == 0 || code == -1 || code == -2 || code == -5 || code == -7) << code;
+        }
+        ASSERT_EQ(codes[0] == 0 || codes[0] == -5, codes[1] == 0 || codes[1] == -5);
+        if (codes[0] != 0 && codes[0] != -5) {
+            ASSERT_EQ(by_size.count() + by_metric.count(), 0u);
+        }
+        if (codes[0] == 0 && codes[1] == 0) {
+            ASSERT_EQ(by_size.count() + by_size.not_a_number(), by_metric.count() + by_metric.not_a_number());
+        }
+    }
+}
+
 TEST(EdgeQualities, HugeCountsWithoutMemoryGiveOutOfMemory) {
     expect_survives_without_memory([] {
         const dense2D<double> pos(2, 3);

@@ -113,6 +113,20 @@ std::vector<std::array<unsigned int, 4>> quadrangles(element_type type) {
     return {{3, 2, 1, 0}, {4, 5, 6, 7}, {0, 1, 5, 4}, {1, 2, 6, 5}, {2, 3, 7, 6}, {3, 0, 4, 7}};
 }
 
+/// Whether a corner triangle of a face of a hexahedron sees the centre from the wrong side.
+bool folds_over_its_centre(const element& p) {
+    for (const auto& f : quadrangles(ELEM_HEXA8)) {
+        for (unsigned int k = 0; k < 4; ++k) {
+            const point corner = p[f[k]];
+            const point outward = cross(p[f[(k + 1) % 4]] - corner, p[f[(k + 3) % 4]] - corner);
+            double depth = 0;
+            for (const point& other : p) depth += dot(outward, corner - other) / 8;
+            if (depth <= 0) return true;
+        }
+    }
+    return false;
+}
+
 two_measures solid_by_definition(const element& p, element_type type) {
     double least = INF, squares = 0;
     const auto corner = [&](unsigned int c, unsigned int n1, unsigned int n2, unsigned int n3) {
@@ -361,6 +375,9 @@ TEST(ShapeQualities, InvalidElementsRateBelowTheThreshold) {
         for (const element& p : many_disturbed(type, 21)) {
             const two_measures q = solid_by_definition(p, type);
             EXPECT_LE(q.validity, 1);
+            if (type == ELEM_HEXA8 && std::abs(q.validity) > 1e-9) {
+                EXPECT_EQ(q.validity < 1e-12, folds_over_its_centre(p)) << q.validity;
+            }
             if (!(q.volume > 1e-12 && q.validity < 1e-12)) continue;
             ++overridden;
             EXPECT_NEAR(rate(p, type), q.validity, 1e-13);
@@ -672,6 +689,33 @@ TEST(ShapeQualities, RangesFailWithEmptyOutputAndUntouchedHistogram) {
     EXPECT_EQ(shape_qualities(good.pos, good.connectM, ELEM_TRIA3, histo), 0);
     EXPECT_EQ(histo.count(), 1u);
     EXPECT_EQ(shape_qualities(good.pos, dense2D<unsigned int>(), ELEM_TRIA6, histo), 0); // a range skips it
+}
+
+TEST(ShapeQualities, HostileInputGivesACodeAndNothingElse) {
+    std::mt19937 random(77);
+    const auto below = [&](unsigned int n) { return static_cast<unsigned int>(random() % n); };
+    const double values[] = {0, 1, -1, 0.5, 1e-320, 1e300, -1.7e308, INF, NOT_A_NUMBER};
+    for (int repetition = 0; repetition < 4000; ++repetition) {
+        dense2D<double> pos(below(5), below(9));
+        for (unsigned int j = 0; j < pos.cols(); ++j) {
+            for (unsigned int d = 0; d < pos.rows(); ++d) pos(d, j) = values[below(std::size(values))];
+        }
+        dense2D<unsigned int> connectM(below(10), below(40));
+        const unsigned int limit = std::max(1u, pos.cols() + (below(4) == 0));
+        for (unsigned int e = 0; e < connectM.cols(); ++e) {
+            for (unsigned int k = 0; k < connectM.rows(); ++k)
+                connectM(k, e) = below(200) == 0 ? NO_ID : below(limit);
+        }
+        const auto type = static_cast<element_type>(int(below(24)) - 1);
+        real_list q(below(3), 4.0);
+        const int code = shape_qualities(as_view(pos), as_view(connectM), type, q);
+        ASSERT_TRUE(code == 0 || code == -2 || code == -3) << code;
+        ASSERT_EQ(q.size(), code == 0 ? connectM.cols() : 0);
+        qv7::misc::histogram histo;
+        const int counted = shape_qualities(pos, connectM, type, histo);
+        ASSERT_EQ(counted, connectM.empty() ? 0 : code);
+        ASSERT_EQ(histo.count() + histo.not_a_number(), counted == 0 ? connectM.cols() : 0);
+    }
 }
 
 TEST(ShapeQualities, ManyColumnsWithoutMemoryGiveOutOfMemory) {
