@@ -1,7 +1,8 @@
-// Reads a triangulated surface from an STL file, reports on it, moves its centre to the origin with its
-// longest side along x, and writes it as a MEDIT mesh.
+// Reads a triangulated surface from an STL file, reports on it and rates its triangles and edges, moves its
+// centre to the origin with its longest side along x, and writes it as a MEDIT mesh.
 
 #include "example_support.h"
+#include "surface_rating.h"
 
 #include <plexo/plexo.h>
 
@@ -48,6 +49,7 @@ struct report {
     unsigned int triangles = 0, nodes = 0;
     edge_counts edges;
     box before, after;
+    example::surface_rating rating;
     std::vector<timing> timings;
 };
 
@@ -150,6 +152,7 @@ void print(const report& r) {
     if (r.triangles != 0) {
         print(r.before, "box before");
         print(r.after, "box after");
+        example::print(r.rating);
     }
     for (const timing& t : r.timings) std::printf("%-20s %.3f ms\n", t.step, 1e3 * t.seconds);
 }
@@ -181,6 +184,10 @@ int surface_report(int argc, char** argv) {
     if (code == 0) code = count_edges(open_edges, r.edges);
     if (code != 0) return example::fail(input, "no neighbours, code " + std::to_string(code));
     done("boundary edges");
+
+    code = example::rate(s.pos, s.triangles, r.rating);
+    if (code != 0) return example::fail(input, "cannot be rated, code " + std::to_string(code));
+    done("ratings");
 
     r.before = bounding_box(s.pos);
     if (r.triangles != 0 && !r.before.finite()) return example::fail(input, "has coordinates without bounds");
