@@ -23,7 +23,7 @@ namespace test {
 /// A file with the given content that goes when the object does.
 class temporary_file {
 public:
-    explicit temporary_file(const std::string& content = {}) : path_(testing::TempDir() + "plexo_XXXXXX") {
+    explicit temporary_file(const std::string& content = {}) : path_(directory() + "plexo_XXXXXX") {
         const int descriptor = mkstemp(path_.data());
         EXPECT_NE(descriptor, -1);
         close(descriptor);
@@ -39,10 +39,17 @@ public:
         return {std::istreambuf_iterator<char>(file), {}};
     }
     bool exists() const { return access(path(), F_OK) == 0; }
+    /// True where writing to /dev/full fails as on a full disk.
+    static bool can_fill_disk() { return access("/dev/full", W_OK) == 0; }
     /// Removes the file, to see whether a call creates it.
     void remove() const { std::remove(path()); }
 
 private:
+    // in memory where that is possible: creating a file on a disk takes milliseconds
+    static std::string directory() {
+        return access("/dev/shm", W_OK) == 0 ? "/dev/shm/" : testing::TempDir();
+    }
+
     std::string path_;
 };
 

@@ -24,9 +24,9 @@ namespace qv7::plexo {
 /// vertices have the reference 0. There is one section per element type. Quadratic elements are written by
 /// their corners, pyramids and wedges as degenerate hexahedra; points and the types without a keyword are
 /// left out. The mixed types are split by the number of nodes. `pos` has 1 to 3 rows. Everything is checked
-/// before the file is created. \return 0; -2 `pos` has not 1 to 3 rows; -4 `last` lies before `first`; -5 not
-/// one type per matrix; -3 a matrix is not valid for its type and the nodes; -1 the file could not be opened
-/// or written; -199
+/// before the file is created; what fails when it is written later on is not reported.
+/// \return 0; -2 `pos` has not 1 to 3 rows; -4 `last` lies before `first`; -5 not one type per matrix; -3 a
+/// matrix is not valid for its type and the nodes; -1 the file could not be opened; -199
 PLEXO_API int medit_output(const char* path, const dense2D<double>& pos, const dense2D<unsigned int>* first,
                            const dense2D<unsigned int>* last, const dense1D<int, 16>& types);
 
@@ -48,15 +48,15 @@ PLEXO_API int medit_output(const char* path, const dense2D<double>& pos,
                            const dense1D<unsigned int, 16>& refs);
 
 /// Writes a MEDIT solution file with one value per node; `dimension` is that of the mesh and written as
-/// given. \return 0; -1 the file could not be opened or written
+/// given. \return 0; -1 the file could not be opened
 PLEXO_API int medit_scalar(const char* path, unsigned int dimension, const dense1D<double, 16>& values);
 
 /// Writes a MEDIT solution file with one vector, a column of `values`, per node; `dimension` is written as
-/// given and not compared with the rows. \return 0; -1 the file could not be opened or written
+/// given and not compared with the rows. \return 0; -1 the file could not be opened
 PLEXO_API int medit_vector(const char* path, unsigned int dimension, const dense2D<double>& values);
 
 /// Writes a MEDIT solution file with one metric per node, 3 rows in two dimensions or 6 in three, in storage
-/// order. \return 0; -1 the file could not be opened or written; -2 `metrics` has neither 3 nor 6 rows (the
+/// order. \return 0; -1 the file could not be opened; -2 `metrics` has neither 3 nor 6 rows (the
 /// file is then empty)
 PLEXO_API int medit_tensor(const char* path, const dense2D<double>& metrics);
 
