@@ -77,6 +77,7 @@ constexpr std::size_t LARGEST_TABLE = std::size_t(1) << 32; // slots are found b
 bool point_table::rehash(std::size_t slots) {
     slots = std::bit_ceil(std::max(slots, SMALLEST_TABLE));
     if (slots > LARGEST_TABLE) return false;
+    if (recent_.size() == 0 && !recent_.allocate_filled(RECENT, 0xff)) return false;
     scratch<slot> larger;
     if (!larger.allocate_filled(slots, 0xff)) return false;
     const auto shift = unsigned(32 - std::countr_zero(slots));
@@ -100,40 +101,53 @@ bool point_table::add(const double* xyz, unsigned int& column) {
     return points_.push_back_col(xyz);
 }
 
+// Finds or adds a point in the table proper.
+bool point_table::search(const double* xyz, std::uint32_t hash, unsigned int& column) {
+    slot* const slots = slots_.data();
+    const std::size_t mask = slots_.size() - 1;
+    std::size_t at = hash >> shift_;
+    for (; slots[at].column != NO_ID; at = (at + 1) & mask) {
+        if (slots[at].hash == hash && equal(points_.col_data(slots[at].column), xyz)) {
+            column = slots[at].column;
+            return true;
+        }
+    }
+    if (!add(xyz, column)) return false;
+    slots[at] = {hash, column};
+    ++used_;
+    return true;
+}
+
 bool point_table::find_or_add(const double* xyz, std::size_t count, unsigned int* columns) {
     constexpr std::size_t SIDE_BY_SIDE = 64;
     std::uint32_t hashes[SIDE_BY_SIDE];
     while (count != 0) {
         const std::size_t n = std::min(count, SIDE_BY_SIDE);
         if (!reserve(used_ + n)) return false;
-        slot* const slots = slots_.data();
-        const std::size_t mask = slots_.size() - 1;
         for (std::size_t i = 0; i < n; ++i) {
             hashes[i] = hash_of(xyz + 3 * i);
-            __builtin_prefetch(slots + (hashes[i] >> shift_), 1);
+            if (recent_[hashes[i] % RECENT].hash != hashes[i])
+                __builtin_prefetch(&slots_[hashes[i] >> shift_], 1);
         }
         for (std::size_t i = 0; i < n; ++i) {
-            const slot& first = slots[hashes[i] >> shift_];
+            if (recent_[hashes[i] % RECENT].hash == hashes[i]) continue;
+            const slot& first = slots_[hashes[i] >> shift_];
             if (first.column != NO_ID) __builtin_prefetch(points_.col_data(first.column));
         }
         for (std::size_t i = 0; i < n; ++i) {
             const double* const point = xyz + 3 * i;
+            slot& recent = recent_[hashes[i] % RECENT];
+            if (recent.hash == hashes[i] && recent.column != NO_ID &&
+                equal(points_.col_data(recent.column), point)) {
+                columns[i] = recent.column;
+                continue;
+            }
             if (!is_finite(point)) {
                 if (!add(point, columns[i])) return false;
                 continue;
             }
-            std::size_t at = hashes[i] >> shift_;
-            while (slots[at].column != NO_ID &&
-                   (slots[at].hash != hashes[i] || !equal(points_.col_data(slots[at].column), point))) {
-                at = (at + 1) & mask;
-            }
-            if (slots[at].column == NO_ID) {
-                unsigned int column;
-                if (!add(point, column)) return false;
-                slots[at] = {hashes[i], column};
-                ++used_;
-            }
-            columns[i] = slots[at].column;
+            if (!search(point, hashes[i], columns[i])) return false;
+            recent = {hashes[i], columns[i]};
         }
         xyz += 3 * n;
         columns += n;
@@ -144,6 +158,7 @@ bool point_table::find_or_add(const double* xyz, std::size_t count, unsigned int
 
 void point_table::release() {
     scratch<slot>().swap(slots_);
+    scratch<slot>().swap(recent_);
     used_ = 0;
 }
 

@@ -35,11 +35,16 @@ private:
         std::uint32_t column; ///< NO_ID: free
     };
 
+    static constexpr std::size_t RECENT = 4096; // few enough to stay in the nearest cache
+
     bool rehash(std::size_t slots);
     bool add(const double* xyz, unsigned int& column);
+    bool search(const double* xyz, std::uint32_t hash, unsigned int& column);
 
     dense2D<double>& points_;
     scratch<slot> slots_;
+    scratch<slot>
+        recent_; ///< by the lowest bits of the hash: facets in file order ask for the same points soon
     std::size_t used_ = 0;
     unsigned int shift_ = 0; ///< a hash begins its search at slot hash >> shift_
 };
