@@ -154,7 +154,7 @@ void print(const report& r) {
         print(r.after, "box after");
         example::print(r.rating);
     }
-    for (const timing& t : r.timings) std::printf("%-20s %.3f ms\n", t.step, 1e3 * t.seconds);
+    for (const timing& t : r.timings) std::printf("time, %-14s %.3f ms\n", t.step, 1e3 * t.seconds);
 }
 
 int surface_report(int argc, char** argv) {
