@@ -1,12 +1,15 @@
 #include "io/nastran_fields.h"
 
 #include <algorithm>
+#include <bit>
+#include <cstdint>
+#include <cstring>
 
 namespace qv7::plexo::io {
 
 namespace {
 
-constexpr std::size_t TAB_STOP = 8, NARROW = 8, WIDE = 16, MARKER_COLUMN = 72, LAST_COLUMN = 80;
+constexpr std::size_t TAB_STOP = 8, NARROW = 8, WIDE = 16, MARKER_COLUMN = 72;
 
 /// A field that names a continuation. A number with a sign has a point.
 bool is_marker(std::string_view field) {
@@ -58,27 +61,42 @@ void split_free(std::string_view line, bulk_line& cut) {
     }
 }
 
-/// False when the text in these columns has a blank inside.
-bool take_columns(std::string_view line, std::size_t column, std::size_t width, std::string_view& field) {
-    field = trim(line.substr(std::min(column, line.size()), width));
-    return std::none_of(field.begin(), field.end(), is_blank);
+/// One bit for each of eight characters, the first one lowest: 1 where it is neither a blank nor a control
+/// character.
+unsigned int ink(const char* text) {
+    std::uint64_t characters;
+    std::memcpy(&characters, text, sizeof characters);
+    constexpr std::uint64_t EVERY = 0x0101010101010101;
+    const std::uint64_t above_blank =
+        (((characters & EVERY * 0x7F) + EVERY * (0x7F - ' ')) | characters) & EVERY * 0x80;
+    if constexpr (std::endian::native == std::endian::little) {
+        return static_cast<unsigned int>(((above_blank >> 7) * 0x0102040810204080) >> 56);
+    } else {
+        return static_cast<unsigned int>(((above_blank >> 7) * 0x8040201008040201) >> 56);
+    }
 }
 
-/// False when the line is not laid out in columns, which shows in a field with a blank inside.
-bool split_columns(std::string_view line, large_fields large, bulk_line& cut) {
-    if (!take_columns(line, 0, NARROW, cut.first)) return false;
-    const bool wide = asks_for_large_fields(cut.first) || large == large_fields::yes ||
-                      (large == large_fields::in_continuation && cut.is_continuation());
-    if (wide) cut.room = 4;
-    const std::size_t width = wide ? WIDE : NARROW;
-    const std::size_t end = std::min(MARKER_COLUMN, line.size());
-    for (std::size_t column = NARROW; column < end; column += width) {
-        std::string_view field;
-        if (!take_columns(line, column, width, field)) return false;
-        add(cut, field);
+/// The text in eight or sixteen columns. False when it has a blank inside.
+template <std::size_t Width>
+bool take_columns(const char* columns, std::string_view& field) {
+    unsigned int inked = ink(columns);
+    if constexpr (Width == WIDE) inked |= ink(columns + NARROW) << NARROW;
+    if (inked == 0) {
+        field = {};
+        return true;
     }
-    if (line.size() > MARKER_COLUMN) {
-        cut.next_marker = trim(line.substr(MARKER_COLUMN, LAST_COLUMN - MARKER_COLUMN));
+    const auto first = static_cast<unsigned int>(std::countr_zero(inked));
+    const unsigned int run = inked >> first;
+    field = std::string_view(columns + first, static_cast<std::size_t>(std::bit_width(run)));
+    return (run & (run + 1)) == 0;
+}
+
+/// The data fields of one width, up to the last that has text.
+template <std::size_t Width>
+bool take_data(const char* columns, bulk_line& cut) {
+    for (std::size_t column = NARROW; column < MARKER_COLUMN; column += Width) {
+        std::string_view& field = cut.data[cut.count++];
+        if (!take_columns<Width>(columns + column, field)) return false;
     }
     drop_empty_end(cut);
     return true;
@@ -95,22 +113,6 @@ void split_words(std::string_view line, bulk_line& cut) {
     while (words.next(word)) add(cut, word);
 }
 
-/// Text beyond the last column that matters is dropped.
-template <std::size_t N>
-std::string_view expand_tabs(std::string_view line, std::array<char, N>& columns) {
-    std::size_t n = 0;
-    for (const char c : line) {
-        if (n == N) break;
-        if (c != '\t') {
-            columns[n++] = c;
-        } else {
-            do columns[n++] = ' ';
-            while (n % TAB_STOP != 0 && n < N);
-        }
-    }
-    return {columns.data(), n};
-}
-
 void start(bulk_line& cut) {
     cut.count = 0;
     cut.room = 8;
@@ -119,13 +121,46 @@ void start(bulk_line& cut) {
 
 } // namespace
 
+/// Puts the line into columns, blanks behind it; a tab goes to the next multiple of eight.
+void bulk_line_splitter::lay_out(std::string_view line) {
+    std::size_t n = 0;
+    if (line.find('\t') == line.npos) {
+        n = std::min(line.size(), COLUMNS);
+        std::memcpy(columns_.data(), line.data(), n);
+        std::memset(columns_.data() + n, ' ', COLUMNS - n);
+        return;
+    }
+    columns_.fill(' ');
+    for (const char c : line) {
+        if (n >= COLUMNS) break;
+        if (c == '\t') {
+            n = (n / TAB_STOP + 1) * TAB_STOP;
+        } else {
+            columns_[n++] = c;
+        }
+    }
+}
+
+/// False when the line is not laid out in columns, which shows in a field with a blank inside.
+bool bulk_line_splitter::split_columns(large_fields large, bulk_line& cut) const {
+    const char* const columns = columns_.data();
+    if (!take_columns<NARROW>(columns, cut.first)) return false;
+    const bool wide = asks_for_large_fields(cut.first) || large == large_fields::yes ||
+                      (large == large_fields::in_continuation && cut.is_continuation());
+    cut.room = wide ? 4 : 8;
+    const bool laid_out = wide ? take_data<WIDE>(columns, cut) : take_data<NARROW>(columns, cut);
+    if (!laid_out) return false;
+    cut.next_marker = trim(std::string_view(columns + MARKER_COLUMN, COLUMNS - MARKER_COLUMN));
+    return true;
+}
+
 void bulk_line_splitter::split(std::string_view line, large_fields large, bulk_line& cut) {
     start(cut);
     if (line.find(',') != line.npos) {
         split_free(line, cut);
     } else {
-        const bool tabbed = line.find('\t') != line.npos;
-        if (split_columns(tabbed ? expand_tabs(line, columns_) : line, large, cut)) return;
+        lay_out(line);
+        if (split_columns(large, cut)) return;
         start(cut);
         split_words(line, cut);
     }

@@ -36,7 +36,12 @@ public:
     void split(std::string_view line, large_fields large, bulk_line& cut);
 
 private:
-    std::array<char, 128> columns_;
+    static constexpr std::size_t COLUMNS = 80; ///< of a card; text behind them does not matter
+
+    std::array<char, COLUMNS> columns_;
+
+    void lay_out(std::string_view line);
+    bool split_columns(large_fields large, bulk_line& cut) const;
 };
 
 } // namespace qv7::plexo::io

@@ -36,6 +36,47 @@ inline void put_six_digits(char* out, std::uint32_t below_million) {
     put_pair(out + 4, low % 100);
 }
 
+// Exactly eight digits, leading zeros included.
+inline char* put_eight_digits(char* out, std::uint32_t below_1e8) {
+    const std::uint32_t high = below_1e8 / 10000, low = below_1e8 % 10000;
+    put_pair(out, high / 100);
+    put_pair(out + 2, high % 100);
+    put_pair(out + 4, low / 100);
+    put_pair(out + 6, low % 100);
+    return out + 8;
+}
+
+// One to four digits.
+inline char* put_below_1e4(char* out, std::uint32_t value) {
+    const std::uint32_t high = value / 100, low = value % 100;
+    if (high >= 10) {
+        put_pair(out, high);
+        put_pair(out + 2, low);
+        return out + 4;
+    }
+    if (high != 0) {
+        *out = char('0' + high);
+        put_pair(out + 1, low);
+        return out + 3;
+    }
+    if (low >= 10) {
+        put_pair(out, low);
+        return out + 2;
+    }
+    *out = char('0' + low);
+    return out + 1;
+}
+
+// One to eight digits.
+inline char* put_below_1e8(char* out, std::uint32_t value) {
+    if (value < 10000) return put_below_1e4(out, value);
+    out = put_below_1e4(out, value / 10000);
+    const std::uint32_t low = value % 10000;
+    put_pair(out, low / 100);
+    put_pair(out + 2, low % 100);
+    return out + 4;
+}
+
 // 10^q = significand · 2^exponent with the significand's top bit set and cut off below its 64 bits, so that
 // it is at most one unit too small.
 struct power_of_ten {
@@ -328,22 +369,15 @@ char* put_general_showpoint(char* out, double value) {
 }
 
 char* put_unsigned(char* out, unsigned long long value) {
-    char text[20];
-    char* first = text + sizeof text;
-    while (value >= 100) {
-        first -= 2;
-        put_pair(first, std::uint32_t(value % 100));
-        value /= 100;
+    if (value < 100000000) return put_below_1e8(out, std::uint32_t(value));
+    if (value < 10000000000000000) {
+        out = put_below_1e8(out, std::uint32_t(value / 100000000));
+        return put_eight_digits(out, std::uint32_t(value % 100000000));
     }
-    if (value >= 10) {
-        first -= 2;
-        put_pair(first, std::uint32_t(value));
-    } else {
-        *--first = char('0' + value);
-    }
-    const auto length = std::size_t(text + sizeof text - first);
-    std::memcpy(out, first, length);
-    return out + length;
+    out = put_below_1e4(out, std::uint32_t(value / 10000000000000000));
+    value %= 10000000000000000;
+    out = put_eight_digits(out, std::uint32_t(value / 100000000));
+    return put_eight_digits(out, std::uint32_t(value % 100000000));
 }
 
 char* put_signed(char* out, long long value) {

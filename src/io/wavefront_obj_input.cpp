@@ -168,11 +168,11 @@ private:
         const bool relative = *p == '-';
         if (relative || *p == '+') ++p;
         const char* const digits = p;
-        std::uint64_t index = 0;
-        for (; p != end && *p >= '0' && *p <= '9'; ++p) {
-            index = std::min<std::uint64_t>(index * 10 + std::uint64_t(*p - '0'), NO_ID);
-        }
-        if (p == digits || index == 0 || index == NO_ID) return false;
+        while (p != end && *p == '0') ++p;
+        const char* const significant = p;
+        std::uint64_t index = 0; // wraps around only where it has too many digits anyway
+        for (; p != end && *p >= '0' && *p <= '9'; ++p) index = index * 10 + std::uint64_t(*p - '0');
+        if (p == digits || p - significant > 10 || index == 0 || index >= NO_ID) return false;
         if (p != end && *p == '/') {
             while (!fields.ends_field(p)) ++p;
         }
