@@ -1,3 +1,4 @@
+#include "limited_memory.h"
 #include "test_metrics.h"
 
 #include <gtest/gtest.h>
@@ -259,6 +260,25 @@ TEST(ConvertSizes, IntoFrames) {
     ASSERT_TRUE(frames_and_output.copy(frames));
     ASSERT_EQ(metrics_iso_to_aniso2d(sizes, frames_and_output, frames_and_output), 0);
     EXPECT_TRUE(same_bits(frames_and_output, from_view));
+}
+
+TEST(ConvertMetrics, ReportsMissingMemoryAndKeepsTheOutput) {
+    test::expect_survives_without_memory([] {
+        const unsigned int n = 9000000;
+        const field_t frames(6, n, 1.0);
+        if (frames.empty()) return false;
+        field_t metrics(3, 1, 7.0);
+        const field_t kept = metrics;
+        return metrics_aniso3d_to_aniso2d(frames, frames, metrics) == -199 && same_bits(metrics, kept);
+    });
+    test::expect_survives_without_memory([] {
+        const unsigned int n = 10000000;
+        const sizes_t sizes(n);
+        if (sizes.empty()) return false;
+        field_t metrics(3, 1, 7.0);
+        metrics_iso_to_aniso3d(sizes, metrics);
+        return metrics.cols() == 1 && metrics(2, 0) == 7;
+    });
 }
 
 TEST(ConvertMetrics, RestrictsEveryColumnToItsFrame) {

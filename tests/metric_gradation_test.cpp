@@ -1,3 +1,4 @@
+#include "limited_memory.h"
 #include "test_metrics.h"
 
 #include <gtest/gtest.h>
@@ -223,6 +224,20 @@ TEST(Gradation, ViewsAndSharedStorage) {
     EXPECT_EQ(bound_metric_gradation(pos, matrix_of<unsigned int>(2, {0, 1}), second_column, 0.1), 1);
     EXPECT_LT(second_column[1], 7);
     EXPECT_EQ(pos(1, 1), 7);
+}
+
+TEST(Gradation, ReportsMissingMemoryAndChangesNothing) {
+    test::expect_survives_without_memory([] {
+        const unsigned int n = 20000000;
+        field_t pos(2, n);
+        sizes_t sizes(n);
+        if (pos.empty() || sizes.empty()) return false;
+        sizes = 9;
+        sizes[0] = 1;
+        pos(0, 1) = 1;
+        return bound_metric_gradation(pos, matrix_of<unsigned int>(2, {0, 1}), sizes, 0.1) == -199 &&
+               sizes[1] == 9;
+    });
 }
 
 template <unsigned int N>

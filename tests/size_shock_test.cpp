@@ -1,3 +1,4 @@
+#include "limited_memory.h"
 #include "test_metrics.h"
 
 #include <gtest/gtest.h>
@@ -178,6 +179,15 @@ TEST(SizeShock, NodesWithoutASizeHaveNone) {
     EXPECT_EQ(shocks[2], 0);
     ASSERT_EQ(H_shock(field_t(3, 3, 1.0), edges, field_t(3, 3, 1.0), shocks), 0); // 2-D metrics of a 3-D mesh
     EXPECT_TRUE(shocks == vector_of({0, 0, 0}));
+}
+
+TEST(SizeShock, ReportsMissingMemoryAndKeepsTheOutput) {
+    test::expect_survives_without_memory([] {
+        const field_t pos(2, 24000000);
+        if (pos.empty()) return false;
+        sizes_t shocks = vector_of({7});
+        return H_shock(pos, ONE_EDGE, vector_of({1, 2}), shocks) == -199 && shocks == vector_of({7});
+    });
 }
 
 TEST(SizeShock, ViewsAndSharedStorage) {
