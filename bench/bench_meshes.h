@@ -119,6 +119,25 @@ inline mesh triangle_fan(unsigned int n) {
     return m;
 }
 
+/// The same mesh where every element has nodes of its own, as read from a file of facets, each moved by up to
+/// `jitter` along every axis.
+inline mesh soup(const mesh& source, double jitter = 0) {
+    std::mt19937 random(1);
+    std::uniform_real_distribution<double> move(-jitter, jitter);
+    const unsigned int rows = source.connectM.rows();
+    mesh m{dense2D<double>(source.pos.rows(), source.connectM.size()),
+           dense2D<unsigned int>(rows, source.connectM.cols()), source.type};
+    for (unsigned int e = 0, node = 0; e < source.connectM.cols(); ++e) {
+        for (unsigned int i = 0; i < rows; ++i, ++node) {
+            for (unsigned int k = 0; k < source.pos.rows(); ++k) {
+                m.pos(k, node) = source.pos(k, source.connectM(i, e)) + (jitter > 0 ? move(random) : 0);
+            }
+            m.connectM(i, e) = node;
+        }
+    }
+    return m;
+}
+
 /// The same mesh with nodes and elements in random order.
 inline mesh shuffled(const mesh& source, unsigned int seed = 1) {
     std::mt19937 random(seed);

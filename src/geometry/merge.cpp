@@ -54,9 +54,18 @@ int merge_nodes(merge_input input, unsigned int nods, id_list& new_IDs) {
     return merged;
 }
 
+bool is_identity(const id_list& table, unsigned int n) {
+    if (table.size() != n) return false;
+    for (unsigned int i = 0; i < n; ++i) {
+        if (table[i] != i) return false;
+    }
+    return true;
+}
+
 /// Merges the nodes of one list of distinct IDs.
 int merge_list(const dense2D<double>& pos, const id_list& nodes, id_list& new_IDs, double tol) {
-    return merge_nodes({positions_of(pos), nodes.data(), nodes.size(), nullptr, tol}, pos.cols(), new_IDs);
+    const unsigned int* listed = is_identity(nodes, pos.cols()) ? nullptr : nodes.data();
+    return merge_nodes({positions_of(pos), listed, nodes.size(), nullptr, tol}, pos.cols(), new_IDs);
 }
 
 /// Merges the nodes of a onto the distinct nodes of `onto`.

@@ -24,12 +24,24 @@ std::uint64_t mix(std::uint64_t x, std::uint64_t y, std::uint64_t z) noexcept {
     return mix(x * 0x9E3779B97F4A7C15u + y * 0xC2B2AE3D27D4EB4Fu + z * 0x165667B19E3779F9u);
 }
 
+/// Infinity times zero is NaN, so one comparison tests all three.
 bool finite(const point& p) noexcept {
-    return std::isfinite(p.x) && std::isfinite(p.y) && std::isfinite(p.z);
+    return p.x * 0.0 + p.y * 0.0 + p.z * 0.0 == 0.0;
 }
 
 bool not_a_number(const point& p) noexcept {
     return std::isnan(p.x) || std::isnan(p.y) || std::isnan(p.z);
+}
+
+/// Listed nodes may lie anywhere; those of a block are asked for while the one before is worked on.
+void prefetch_positions(const merge_input& input, unsigned int begin) noexcept {
+    if (!input.nodes || begin >= input.count) return;
+    const unsigned int end = begin + std::min(BLOCK, input.count - begin);
+    for (unsigned int i = begin; i < end; ++i) {
+        const double* column = input.positions.data + input.nodes[i] * input.positions.ld;
+        __builtin_prefetch(column);
+        __builtin_prefetch(column + 2);
+    }
 }
 
 // --- tolerance 0: nodes with equal coordinates ---
@@ -58,6 +70,7 @@ public:
         std::uint64_t hash[BLOCK];
         for (unsigned int begin = 0; begin < input_.count; begin += BLOCK) {
             const unsigned int n = std::min(BLOCK, input_.count - begin);
+            prefetch_positions(input_, begin + BLOCK);
             for (unsigned int i = 0; i < n; ++i) {
                 at[i] = input_.at(begin + i);
                 hash[i] = hash_of_coordinates(at[i]);
@@ -77,12 +90,13 @@ public:
 
 private:
     bool place(unsigned int item, const point& at, std::uint64_t hash) noexcept {
-        for (unsigned int l = table_.first(hash); l != NO_ID; l = table_[l].next) {
+        const auto joins = [&](unsigned int l) {
             const point& p = table_[l].at;
-            if (p.x != at.x || p.y != at.y || p.z != at.z) continue;
+            if (p.x != at.x || p.y != at.y || p.z != at.z) return false;
             join(table_[l].item, item);
             return true;
-        }
+        };
+        if (table_.any(hash, joins)) return true;
         if (table_.full() && !table_.rehash(hash_of_coordinates)) return false;
         table_.add(at, item, hash);
         return true;
@@ -170,19 +184,21 @@ private:
         return {p.x * inverse_width_, p.y * inverse_width_, p.z * inverse_width_};
     }
 
-    /// Cells by truncation: monotone like rounding down, and cheaper; the cells around 0 are twice as wide.
+    /// The eight cells of a block of 2 × 2 × 2 share a cache line of slots.
     static std::uint64_t hash_of_cell(std::int64_t x, std::int64_t y, std::int64_t z) noexcept {
-        return mix(static_cast<std::uint64_t>(x), static_cast<std::uint64_t>(y),
-                   static_cast<std::uint64_t>(z));
+        const auto half = [](std::int64_t c) { return static_cast<std::uint64_t>(c >> 1); };
+        const auto parity = static_cast<std::uint64_t>((x & 1) | (y & 1) << 1 | (z & 1) << 2);
+        return (mix(half(x), half(y), half(z)) & ~std::uint64_t(7)) | parity;
     }
+    /// Cells by truncation: monotone like rounding down, and cheaper; the cells around 0 are twice as wide.
     static std::uint64_t hash_of_home(const point& s) noexcept {
         return hash_of_cell(static_cast<std::int64_t>(s.x), static_cast<std::int64_t>(s.y),
                             static_cast<std::int64_t>(s.z));
     }
 
-    /// The cells in which anything within `hops` tolerances of the scaled point lies.
-    cell_range cells_around(const point& s, double hops) const noexcept {
-        const double reach = inverse_width_ == 0 ? 0 : hops * input_.tol * inverse_width_ * TOLERANCE_MARGIN;
+    /// The cells in which anything within three tolerances of the scaled point lies.
+    cell_range cells_around(const point& s) const noexcept {
+        const double reach = inverse_width_ == 0 ? 0 : 3 * input_.tol * inverse_width_ * TOLERANCE_MARGIN;
         cell_range range;
         const double coordinates[3] = {s.x, s.y, s.z};
         for (int k = 0; k < 3; ++k) {
@@ -193,17 +209,21 @@ private:
         return range;
     }
 
-    /// Calls visit(l) for the leaders in the cells, and some others, until it returns true; true when it did.
+    /// Calls visit(l) for the leaders in a cell until it returns true; true when it did.
+    template <typename Visit>
+    bool any_leader(std::uint64_t hash, Visit visit) noexcept {
+        return table_.any(hash, [&](unsigned int l) {
+            ++compared_;
+            return visit(l);
+        });
+    }
+
     template <typename Visit>
     bool any_leader(const cell_range& range, Visit visit) noexcept {
         for (std::int64_t z = range.low[2]; z <= range.high[2]; ++z) {
             for (std::int64_t y = range.low[1]; y <= range.high[1]; ++y) {
                 for (std::int64_t x = range.low[0]; x <= range.high[0]; ++x) {
-                    for (unsigned int l = table_.first(hash_of_cell(x, y, z)); l != NO_ID;
-                         l = table_[l].next) {
-                        ++compared_;
-                        if (visit(l)) return true;
-                    }
+                    if (any_leader(hash_of_cell(x, y, z), visit)) return true;
                 }
             }
         }
@@ -214,12 +234,14 @@ private:
         return table_.rehash([this](const point& p) { return hash_of_home(scaled(p)); });
     }
 
-    /// Sets survivor[i] to the leader of item i for the time being; NO_ID for items that are close to none.
+    /// Sets survivor[i] to the item that leads item i.
     bool group() noexcept {
         point at[BLOCK];
         point s[BLOCK];
+        std::uint64_t home[BLOCK];
         for (unsigned int begin = 0; begin < input_.count;) {
             const unsigned int n = std::min(BLOCK, input_.count - begin);
+            prefetch_positions(input_, begin + BLOCK);
             double largest = 0;
             for (unsigned int i = 0; i < n; ++i) {
                 at[i] = input_.at(begin + i);
@@ -230,11 +252,14 @@ private:
                 if (!widen_cells(at, n)) return false;
                 continue;
             }
-            for (unsigned int i = 0; i < n; ++i) table_.prefetch_slot(hash_of_home(s[i]));
-            for (unsigned int i = 0; i < n; ++i) table_.prefetch_leader(hash_of_home(s[i]));
             for (unsigned int i = 0; i < n; ++i) {
-                survivor_[begin + i] = NO_ID;
-                if (may_be_close(at[i]) && !place(begin + i, at[i], s[i])) return false;
+                home[i] = hash_of_home(s[i]);
+                table_.prefetch_slot(home[i]);
+            }
+            for (unsigned int i = 0; i < n; ++i) table_.prefetch_leader(home[i]);
+            for (unsigned int i = 0; i < n; ++i) {
+                survivor_[begin + i] = begin + i;
+                if (may_be_close(at[i]) && !place(begin + i, at[i], s[i], home[i])) return false;
             }
             begin += n;
             searched_ += n;
@@ -272,37 +297,48 @@ private:
     void form_one_cluster(unsigned int begin) noexcept {
         tangle(0);
         for (unsigned int l = 1; l < table_.size(); ++l) unite(0, l);
+        const unsigned int first = table_[0].item;
         for (unsigned int i = begin; i < input_.count; ++i) {
-            survivor_[i] = may_be_close(input_.at(i)) ? 0 : NO_ID;
+            survivor_[i] = may_be_close(input_.at(i)) ? first : i;
+            merged_ += survivor_[i] != i;
         }
     }
 
-    bool place(unsigned int item, const point& at, const point& s) noexcept {
+    bool place(unsigned int item, const point& at, const point& s, std::uint64_t home) noexcept {
+        unsigned int joined = NO_ID;
         const auto joins = [&](unsigned int l) {
             if (!reaches(table_[l].at, at, input_.tol)) return false;
-            survivor_[item] = l;
+            joined = l;
             return true;
         };
-        if (any_leader(cells_around(s, 1), joins)) {
+        const cell_range around = cells_around(s);
+        bool has_neighbors = false;
+        const auto joins_or_meets = [&](unsigned int l) {
+            has_neighbors = has_neighbors || near(table_[l].at, at);
+            return joins(l);
+        };
+        if (any_leader(home, joins) || any_leader(around, joins_or_meets)) {
             // Nothing is known of the order in which two nodes that cannot be absorbed take the others.
-            if (!input_.has_role(item, MAY_BE_ABSORBED)) tangle(find(survivor_[item]));
+            if (!input_.has_role(item, MAY_BE_ABSORBED)) tangle(find(joined));
+            survivor_[item] = table_[joined].item;
+            ++merged_;
             return true;
         }
 
         if (table_.full() && !rehash()) return false;
         const unsigned int new_leader = table_.size();
-        survivor_[item] = new_leader;
         cluster_[new_leader] = new_leader;
         tangled_[new_leader] = 0;
-        const bool absorbs = input_.has_role(item, MAY_ABSORB);
-        any_leader(cells_around(s, 3), [&](unsigned int l) {
-            // Groups without absorbers do not meet.
-            if ((absorbs || input_.has_role(table_[l].item, MAY_ABSORB)) && near(table_[l].at, at)) {
-                unite(l, new_leader);
-            }
-            return false;
-        });
-        table_.add(at, item, hash_of_home(s));
+        if (has_neighbors) {
+            const bool absorbs = input_.has_role(item, MAY_ABSORB);
+            any_leader(around, [&](unsigned int l) {
+                // Groups without absorbers do not meet.
+                const bool meets = absorbs || input_.has_role(table_[l].item, MAY_ABSORB);
+                if (meets && near(table_[l].at, at)) unite(l, new_leader);
+                return false;
+            });
+        }
+        table_.add(at, item, home);
         return true;
     }
 
@@ -339,8 +375,11 @@ private:
         if (!any_tangled_) return true;
         if (!cluster_starts_.allocate_filled(std::size_t(table_.size()) + 2, 0x00)) return false;
         unsigned int* const starts = cluster_starts_.data();
-        const auto cluster_of = [this](unsigned int item) {
-            const unsigned int l = survivor_[item];
+        scratch<unsigned int> leader_of;
+        if (!leader_of.allocate_filled(input_.count, 0xFF)) return false;
+        for (unsigned int l = 0; l < table_.size(); ++l) leader_of[table_[l].item] = l;
+        const auto cluster_of = [&](unsigned int item) {
+            const unsigned int l = leader_of[survivor_[item]];
             if (l == NO_ID) return NO_ID;
             const unsigned int root = find(l);
             return tangled_[root] ? root : NO_ID;
@@ -358,18 +397,21 @@ private:
             const unsigned int cluster = cluster_of(i);
             if (cluster == NO_ID) continue;
             clustered_[starts[cluster + 1]++] = i;
-            survivor_[i] = NO_ID;
+        }
+        for (const unsigned int* i = clustered_.data(); i != clustered_.data() + clustered_.size(); ++i) {
+            merged_ -= survivor_[*i] != *i;
+            survivor_[*i] = *i;
         }
         return true;
     }
 
+    /// Nothing is absorbed by a leader that may not absorb; the other leaders have done all they can.
     void settle_lone_groups() noexcept {
+        if (!input_.roles) return;
         for (unsigned int i = 0; i < input_.count; ++i) {
-            const unsigned int l = survivor_[i];
-            const unsigned int leader = l == NO_ID ? i : table_[l].item;
-            const bool absorbed = leader != i && input_.has_role(leader, MAY_ABSORB);
-            survivor_[i] = absorbed ? leader : i;
-            merged_ += absorbed;
+            if (survivor_[i] == i || input_.has_role(survivor_[i], MAY_ABSORB)) continue;
+            survivor_[i] = i;
+            --merged_;
         }
     }
 
