@@ -417,16 +417,14 @@ private:
 
     bool settle_clusters() noexcept {
         if (!any_tangled_) return true;
-        closest_first pairs(input_.tol, survivor_, input_.roles);
-        scratch<group_member> members;
+        nearest_chain pairs(input_.tol, survivor_, input_.roles);
+        scratch<cluster_member> members;
         if (!pairs.prepare(largest_cluster_) || !members.allocate(largest_cluster_)) return false;
         for (unsigned int c = 0; c < table_.size(); ++c) {
             const unsigned int* items = clustered_.data() + cluster_starts_[c];
-            const unsigned int group_starts[2] = {0, cluster_starts_[c + 1] - cluster_starts_[c]};
-            for (unsigned int i = 0; i < group_starts[1]; ++i) {
-                members[i] = {input_.at(items[i]), items[i], 0};
-            }
-            merged_ += pairs.run(members.data(), group_starts, 1);
+            const unsigned int count = cluster_starts_[c + 1] - cluster_starts_[c];
+            for (unsigned int i = 0; i < count; ++i) members[i] = {input_.at(items[i]), items[i]};
+            if (count > 0) merged_ += pairs.run(members.data(), count);
         }
         resolve_chains(survivor_, clustered_.data(), clustered_.size());
         return true;

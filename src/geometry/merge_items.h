@@ -1,7 +1,7 @@
 #pragma once
 
 #include "close_nodes.h"
-#include "closest_first.h"
+#include "nearest_chain.h"
 
 #include <cstddef>
 
