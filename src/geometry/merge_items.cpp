@@ -153,10 +153,10 @@ private:
     // that means many comparisons, and the cells are narrowed.
     static constexpr double WIDEST_CELL = 16;
     static constexpr double NARROWEST_CELL = 4;
-    static constexpr std::uint64_t COMPARISONS_WORTH_NARROWING = 12;
+    static constexpr std::uint64_t LOOKS_WORTH_NARROWING = 16;
     // More than leaders that are not all of one cluster ask for, unless the coordinates are so fine that
     // cells cannot tell them apart.
-    static constexpr std::uint64_t COMPARISONS_WORTH_GIVING_UP = 256;
+    static constexpr std::uint64_t LOOKS_WORTH_GIVING_UP = 32;
     // So many items decide whether the cells have the right width.
     static constexpr std::uint64_t ITEMS_FOR_A_DECISION = 1024;
     // Largest scaled coordinate: beyond it rounding would be visible at the scale of cells.
@@ -174,7 +174,7 @@ private:
     void set_cell_width(double width) noexcept {
         width_ = std::max(width, 1e-300); // the inverse must be finite
         inverse_width_ = 1 / width_;
-        compared_ = 0;
+        looked_ = 0;
         searched_ = 0;
     }
 
@@ -212,8 +212,9 @@ private:
     /// Calls visit(l) for the leaders in a cell until it returns true; true when it did.
     template <typename Visit>
     bool any_leader(std::uint64_t hash, Visit visit) noexcept {
+        ++looked_;
         return table_.any(hash, [&](unsigned int l) {
-            ++compared_;
+            ++looked_;
             return visit(l);
         });
     }
@@ -264,11 +265,11 @@ private:
             begin += n;
             searched_ += n;
             if (searched_ < ITEMS_FOR_A_DECISION) continue;
-            if (may_narrow_ && compared_ > COMPARISONS_WORTH_NARROWING * searched_) {
+            if (may_narrow_ && looked_ > LOOKS_WORTH_NARROWING * searched_) {
                 may_narrow_ = width_ >= 4 * NARROWEST_CELL * input_.tol;
                 set_cell_width(width_ / 2);
                 if (!rehash()) return false;
-            } else if (compared_ > COMPARISONS_WORTH_GIVING_UP * searched_) {
+            } else if (looked_ > LOOKS_WORTH_GIVING_UP * searched_) {
                 form_one_cluster(begin);
                 return true;
             }
@@ -442,7 +443,7 @@ private:
     double width_ = 0;
     double inverse_width_ = 0;
     bool may_narrow_ = true;
-    std::uint64_t compared_ = 0;
+    std::uint64_t looked_ = 0;
     std::uint64_t searched_ = 0;
     unsigned int merged_ = 0;
 };
