@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <numeric>
 
 namespace qv7::plexo {
 
@@ -451,6 +452,10 @@ private:
 } // namespace
 
 int merge_items(const merge_input& input, unsigned int* survivor) noexcept {
+    if (std::isnan(input.tol)) { // no distance is within it
+        std::iota(survivor, survivor + input.count, 0u);
+        return 0;
+    }
     return input.tol == 0 ? coincidence(input, survivor).run() : near_merge(input, survivor).run();
 }
 

@@ -10,6 +10,8 @@ namespace {
 
 // Leaves hold between half as many and this many entries.
 constexpr std::size_t LEAF_SIZE = 8;
+// Up to here looking at every member is cheaper than a tree.
+constexpr std::size_t SMALL_CLUSTER = 32;
 constexpr double INF = std::numeric_limits<double>::infinity();
 constexpr double point::*AXES[3] = {&point::x, &point::y, &point::z};
 
@@ -41,30 +43,18 @@ double point::*widest_axis(const point& low, const point& high) noexcept {
 } // namespace
 
 bool nearest_chain::prepare(std::size_t members) noexcept {
-    if (!chain_.allocate(members) || !passed_over_.allocate(members)) return false;
-    if (members <= SMALL_CLUSTER) return true;
-    // 2^(levels + 1) - 1 nodes are fewer than half the entries, see plant().
-    return entries_.allocate(members) && nodes_.allocate(members / 2);
+    // 2^(levels + 1) - 1 tree nodes are fewer than half the entries, see plant().
+    return chain_.allocate(members) && passed_over_.allocate(members) && entries_.allocate(members) &&
+           nodes_.allocate(members / 2 + 1);
 }
 
-void nearest_chain::plant() noexcept {
-    levels_ = static_cast<unsigned int>(std::bit_width((count_ - 1) / LEAF_SIZE));
-    for (unsigned int i = 0; i < count_; ++i) entries_[i] = {members_[i].at, i};
-
-    for (unsigned int level = 0; level < levels_; ++level) {
-        for (std::size_t i = 0; i < std::size_t(1) << level; ++i) {
-            leaf_entry* const begin = entries_.data() + leaf_begin(i, level);
-            leaf_entry* const middle = entries_.data() + leaf_begin(2 * i + 1, level + 1);
-            leaf_entry* const end = entries_.data() + leaf_begin(i + 1, level);
-            point low{INF, INF, INF};
-            point high{-INF, -INF, -INF};
-            for (const leaf_entry* e = begin; e != end; ++e) include(low, high, e->at, e->at);
-            const auto axis = widest_axis(low, high);
-            std::nth_element(begin, middle, end, [axis](const leaf_entry& a, const leaf_entry& b) {
-                return a.at.*axis < b.at.*axis;
-            });
-        }
+void nearest_chain::plant(const cluster_member* members) noexcept {
+    levels_ =
+        count_ <= SMALL_CLUSTER ? 0 : static_cast<unsigned int>(std::bit_width((count_ - 1) / LEAF_SIZE));
+    for (unsigned int i = 0; i < count_; ++i) {
+        entries_[i] = {members[i].at, i, roles_ ? roles_[members[i].item] : unsigned(MAY_DO_BOTH)};
     }
+    sort_into_leaves();
 
     for (std::size_t n = 2 * first_leaf() + 1; n-- > 0;) {
         tree_node& node = nodes_[n];
@@ -79,140 +69,150 @@ void nearest_chain::plant() noexcept {
         const std::size_t leaf = n - first_leaf();
         for (std::size_t i = leaf_begin(leaf, levels_); i < leaf_begin(leaf + 1, levels_); ++i) {
             include(node.low, node.high, entries_[i].at, entries_[i].at);
-            node.first.include(roles_of(entries_[i].member));
+        }
+        node.first = first_of_leaf(leaf);
+    }
+}
+
+void nearest_chain::sort_into_leaves() noexcept {
+    for (unsigned int level = 0; level < levels_; ++level) {
+        for (std::size_t i = 0; i < std::size_t(1) << level; ++i) {
+            leaf_entry* const begin = entries_.data() + leaf_begin(i, level);
+            leaf_entry* const middle = entries_.data() + leaf_begin(2 * i + 1, level + 1);
+            leaf_entry* const end = entries_.data() + leaf_begin(i + 1, level);
+            point low{INF, INF, INF};
+            point high{-INF, -INF, -INF};
+            for (const leaf_entry* e = begin; e != end; ++e) include(low, high, e->at, e->at);
+            const auto axis = widest_axis(low, high);
+            std::nth_element(begin, middle, end, [axis](const leaf_entry& a, const leaf_entry& b) {
+                return a.at.*axis < b.at.*axis;
+            });
         }
     }
 }
 
-/// Takes the pair of two members as the first link when it is allowed and comes before. Where rounding lets
-/// only the later one reach the other, the later one absorbs.
-void nearest_chain::consider(unsigned int member, unsigned int other, double distance,
-                             link& first) const noexcept {
-    if (!(distance <= first.distance)) return;
-    const unsigned int a = std::min(member, other);
-    const unsigned int b = std::max(member, other);
-    const link found = may_absorb(a, b)   ? link{distance, a, b}
-                       : may_absorb(b, a) ? link{distance, b, a}
-                                          : link{INF, NO_ID, NO_ID};
-    if (found.before(first)) first = found;
-}
-
-void nearest_chain::search_leaf(unsigned int member, std::size_t leaf, link& first) noexcept {
-    const point at = members_[member].at;
-    first_members unmerged_here;
+nearest_chain::first_members nearest_chain::first_of_leaf(std::size_t leaf) const noexcept {
+    first_members first;
     for (std::size_t i = leaf_begin(leaf, levels_); i < leaf_begin(leaf + 1, levels_); ++i) {
         const leaf_entry& e = entries_[i];
-        if (e.member == NO_ID) continue;
-        if (!unmerged(e.member)) {
-            entries_[i].member = NO_ID;
-            continue;
-        }
-        unmerged_here.include(roles_of(e.member));
-        if (e.member != member) consider(member, e.member, distance(at, e.at), first);
+        first.include({e.absorbs() ? e.member : NO_ID, e.is_absorbed() ? e.member : NO_ID});
     }
-    // Whoever was absorbed since the last visit leaves the tree.
-    for (std::size_t n = first_leaf() + leaf; nodes_[n].first != unmerged_here;) {
-        nodes_[n].first = unmerged_here;
+    return first;
+}
+
+/// Takes an absorbed member out of the tree.
+void nearest_chain::remove(unsigned int slot) noexcept {
+    entries_[slot].member = NO_ID;
+    // The last leaf that begins at or before the slot.
+    const std::size_t leaf = (((std::size_t(slot) + 1) << levels_) - 1) / count_;
+    first_members first = first_of_leaf(leaf);
+    for (std::size_t n = first_leaf() + leaf; nodes_[n].first != first;) {
+        nodes_[n].first = first;
         if (n == 0) break;
         n = (n - 1) / 2;
-        unmerged_here = nodes_[2 * n + 1].first;
-        unmerged_here.include(nodes_[2 * n + 2].first);
+        first = nodes_[2 * n + 1].first;
+        first.include(nodes_[2 * n + 2].first);
     }
 }
 
-void nearest_chain::search_tree(unsigned int member, link& first) noexcept {
+/// Takes the pair (a, b), a the earlier member, as the first link when it is allowed and comes before; true
+/// when it did. Where rounding lets only the later one reach the other, the later one absorbs.
+bool nearest_chain::consider(const leaf_entry& a, const leaf_entry& b, link& first) const noexcept {
+    const double d = distance(a.at, b.at);
+    if (!(d <= first.distance)) return false;
+    link found{INF, NO_ID, NO_ID};
+    if (a.absorbs() && b.is_absorbed() && in_box(a.at, b.at, tol_)) {
+        found = {d, a.member, b.member};
+    } else if (b.absorbs() && a.is_absorbed() && in_box(b.at, a.at, tol_)) {
+        found = {d, b.member, a.member};
+    }
+    if (!found.before(first)) return false;
+    first = found;
+    return true;
+}
+
+/// Finds the first of a member's links to unmerged members, given one that is known or a bound. Returns the
+/// slot of the other member of a link that is new.
+unsigned int nearest_chain::first_link(unsigned int slot, link& first) const noexcept {
     struct visit {
         link bound; ///< no link into the subtree comes before it
         std::size_t node;
     };
     visit stack[64]; // at most one sibling per level waits
     std::size_t depth = 0;
-    const point at = members_[member].at;
-    const bool absorbs = has_role(member, MAY_ABSORB);
-    const bool is_absorbed = has_role(member, MAY_BE_ABSORBED);
+    const leaf_entry self = entries_[slot];
+    unsigned int found = NO_ID;
     const auto visit_of = [&](std::size_t n) {
         const tree_node& node = nodes_[n];
-        const unsigned int other =
-            std::min(absorbs ? node.first.absorbed : NO_ID, is_absorbed ? node.first.absorber : NO_ID);
-        const double d = other == NO_ID ? INF : distance_to_box(node.low, node.high, at);
-        return visit{absorbs && member < other ? link{d, member, other} : link{d, other, 0}, n};
+        const unsigned int other = std::min(self.absorbs() ? node.first.absorbed : NO_ID,
+                                            self.is_absorbed() ? node.first.absorber : NO_ID);
+        const double d = other == NO_ID ? INF : distance_to_box(node.low, node.high, self.at);
+        const bool absorbs = self.absorbs() && self.member < other;
+        return visit{absorbs ? link{d, self.member, other} : link{d, other, 0}, n};
     };
 
     stack[depth++] = visit_of(0);
     while (depth > 0) {
         const visit v = stack[--depth];
         if (!v.bound.before(first)) continue;
-        if (v.node >= first_leaf()) {
-            search_leaf(member, v.node - first_leaf(), first);
+        if (v.node < first_leaf()) {
+            const visit left = visit_of(2 * v.node + 1);
+            const visit right = visit_of(2 * v.node + 2);
+            const bool left_first = left.bound.before(right.bound);
+            stack[depth++] = left_first ? right : left;
+            stack[depth++] = left_first ? left : right;
             continue;
         }
-        const visit left = visit_of(2 * v.node + 1);
-        const visit right = visit_of(2 * v.node + 2);
-        const bool left_first = left.bound.before(right.bound);
-        stack[depth++] = left_first ? right : left;
-        stack[depth++] = left_first ? left : right;
-    }
-}
-
-/// The first of the member's links to unmerged members, given one that is known or a bound.
-nearest_chain::link nearest_chain::first_link(unsigned int member, const link& known) noexcept {
-    link first = known;
-    if (!small()) {
-        search_tree(member, first);
-        return first;
-    }
-    for (unsigned int other = 0; other < count_; ++other) {
-        if (other == member || !unmerged(other)) continue;
-        consider(member, other, distance(members_[member].at, members_[other].at), first);
-    }
-    return first;
-}
-
-/// Follows first links from a member. They come earlier and earlier, so no member is met twice, until one
-/// links back; that pair merges, and the chain goes on from what is left of it.
-void nearest_chain::follow(unsigned int start) noexcept {
-    const link none{tol_, NO_ID, NO_ID}; // every pair within tolerance comes before it
-    std::size_t length = 0;
-    chain_[length++] = {start, none};
-    while (length > 0) {
-        const chain_entry last = chain_[length - 1];
-        const bool reached_by_unmerged = length > 1;
-        const link first = first_link(last.member, reached_by_unmerged ? last.from : none);
-        if (first.absorber == NO_ID) {
-            --length;
-            continue;
-        }
-        if (!(reached_by_unmerged && first == last.from)) {
-            const unsigned int next = first.absorber == last.member ? first.absorbed : first.absorber;
-            chain_[length++] = {next, first};
-            continue;
-        }
-        survivor_[members_[first.absorbed].item] = members_[first.absorber].item;
-        ++merged_;
-        --length;
-        if (first.absorbed != last.member) { // the one before it has gone, and with it how this one was met
-            --length;
-            passed_over_[passed_over_count_++] = last.member;
+        const std::size_t leaf = v.node - first_leaf();
+        for (std::size_t i = leaf_begin(leaf, levels_); i < leaf_begin(leaf + 1, levels_); ++i) {
+            const leaf_entry& other = entries_[i];
+            if (i == slot || other.member == NO_ID) continue;
+            const bool comes_before =
+                self.member < other.member ? consider(self, other, first) : consider(other, self, first);
+            if (comes_before) found = static_cast<unsigned int>(i);
         }
     }
+    return found;
 }
 
 unsigned int nearest_chain::run(const cluster_member* members, unsigned int count) noexcept {
-    members_ = members;
     count_ = count;
-    merged_ = 0;
-    if (!small()) plant();
-    for (std::size_t i = 0; i < count_; ++i) {
-        // In the order of the tree, so that one search finds warm what the one before has touched.
-        const unsigned int start = small() ? static_cast<unsigned int>(i) : entries_[i].member;
-        if (start == NO_ID || !unmerged(start) || !has_role(start, MAY_BE_ABSORBED)) continue;
-        follow(start);
-        while (passed_over_count_ > 0) {
-            const unsigned int left = passed_over_[--passed_over_count_];
-            if (unmerged(left)) follow(left);
+    plant(members);
+
+    const link none{tol_, NO_ID, NO_ID}; // every pair within tolerance comes before it
+    unsigned int merged = 0;
+    std::size_t length = 0;
+    std::size_t passed_over = 0;
+    // Starting in the order of the tree, so that one search finds warm what the one before has touched.
+    for (unsigned int start = 0; start < count || passed_over > 0;) {
+        const unsigned int slot = passed_over > 0 ? passed_over_[--passed_over] : start++;
+        if (!unmerged(slot) || !entries_[slot].is_absorbed()) continue;
+
+        // First links come earlier and earlier along the chain, so it meets no member twice, until one links
+        // back; that pair merges, and the chain goes on from what is left of it.
+        chain_[length++] = {slot, none};
+        while (length > 0) {
+            const chain_entry last = chain_[length - 1];
+            link first = last.from;
+            const unsigned int other = first_link(last.slot, first);
+            if (other != NO_ID) {
+                chain_[length++] = {other, first};
+                continue;
+            }
+            --length;
+            if (first.absorber == NO_ID) continue; // nothing is left within tolerance
+            const bool last_is_absorbed = first.absorbed == entries_[last.slot].member;
+            const unsigned int absorbed_slot = last_is_absorbed ? last.slot : chain_[length - 1].slot;
+            survivor_[members[first.absorbed].item] = members[first.absorber].item;
+            ++merged;
+            remove(absorbed_slot);
+            if (!last_is_absorbed) { // the one before it has gone, and with it how this one was met
+                --length;
+                passed_over_[passed_over++] = last.slot;
+            }
         }
     }
-    return merged_;
+    return merged;
 }
 
 void resolve_chains(unsigned int* survivor, const unsigned int* nodes, std::size_t n) noexcept {

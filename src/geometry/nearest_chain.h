@@ -35,7 +35,8 @@ public:
     /// Memory for clusters of up to `members` members; false when it cannot be had.
     [[nodiscard]] bool prepare(std::size_t members) noexcept;
 
-    /// Merges one cluster, given in the order of absorbing. Returns the number of merges.
+    /// Merges one cluster, given in the order of absorbing, of at least one member. Returns the number of
+    /// merges.
     unsigned int run(const cluster_member* members, unsigned int count) noexcept;
 
 private:
@@ -45,7 +46,6 @@ private:
         unsigned int absorber;
         unsigned int absorbed;
 
-        bool operator==(const link&) const noexcept = default;
         bool before(const link& other) const noexcept {
             if (distance != other.distance) return distance < other.distance;
             if (absorber != other.absorber) return absorber < other.absorber;
@@ -53,15 +53,19 @@ private:
         }
     };
     struct chain_entry {
-        unsigned int member;
+        unsigned int slot;
         link from; ///< how it was reached
     };
-    /// A member in tree order.
+    /// A member in the slot it has in the tree; NO_ID once it has been absorbed.
     struct leaf_entry {
         point at;
         unsigned int member;
+        unsigned int roles;
+
+        bool absorbs() const noexcept { return (roles & MAY_ABSORB) != 0; }
+        bool is_absorbed() const noexcept { return (roles & MAY_BE_ABSORBED) != 0; }
     };
-    /// The first members of each role that are unmerged as far as is known, NO_ID for none.
+    /// The first unmerged members of each role, NO_ID for none.
     struct first_members {
         unsigned int absorber = NO_ID;
         unsigned int absorbed = NO_ID;
@@ -77,43 +81,23 @@ private:
         first_members first;
     };
 
-    bool small() const noexcept { return count_ <= SMALL_CLUSTER; }
-    bool unmerged(unsigned int member) const noexcept {
-        return survivor_[members_[member].item] == members_[member].item;
-    }
-    bool has_role(unsigned int member, merge_role role) const noexcept {
-        return !roles_ || (roles_[members_[member].item] & role) != 0;
-    }
-    first_members roles_of(unsigned int member) const noexcept {
-        return {has_role(member, MAY_ABSORB) ? member : NO_ID,
-                has_role(member, MAY_BE_ABSORBED) ? member : NO_ID};
-    }
-    bool may_absorb(unsigned int p, unsigned int q) const noexcept {
-        return has_role(p, MAY_ABSORB) && has_role(q, MAY_BE_ABSORBED) &&
-               in_box(members_[p].at, members_[q].at, tol_);
-    }
+    bool unmerged(std::size_t slot) const noexcept { return entries_[slot].member != NO_ID; }
     std::size_t leaf_begin(std::size_t i, unsigned int level) const noexcept { return count_ * i >> level; }
     std::size_t first_leaf() const noexcept { return (std::size_t(1) << levels_) - 1; }
+    first_members first_of_leaf(std::size_t leaf) const noexcept;
 
-    void plant() noexcept;
-    void follow(unsigned int start) noexcept;
-    link first_link(unsigned int member, const link& known) noexcept;
-    void consider(unsigned int member, unsigned int other, double distance, link& first) const noexcept;
-    void search_tree(unsigned int member, link& first) noexcept;
-    void search_leaf(unsigned int member, std::size_t leaf, link& first) noexcept;
-
-    // Up to here looking at every member is cheaper than a tree.
-    static constexpr std::size_t SMALL_CLUSTER = 32;
+    void plant(const cluster_member* members) noexcept;
+    void sort_into_leaves() noexcept;
+    void remove(unsigned int slot) noexcept;
+    unsigned int first_link(unsigned int slot, link& first) const noexcept;
+    bool consider(const leaf_entry& a, const leaf_entry& b, link& first) const noexcept;
 
     double tol_;
     unsigned int* survivor_;
     const unsigned char* roles_;
-    const cluster_member* members_ = nullptr;
     std::size_t count_ = 0;
-    unsigned int merged_ = 0;
     scratch<chain_entry> chain_;
     scratch<unsigned int> passed_over_;
-    std::size_t passed_over_count_ = 0;
     // A complete binary tree. Node i of level l, at index 2^l - 1 + i, covers the entries
     // [count · i / 2^l, count · (i + 1) / 2^l).
     scratch<leaf_entry> entries_;
