@@ -103,8 +103,7 @@ nearest_chain::first_members nearest_chain::first_of_leaf(std::size_t leaf) cons
 /// Takes an absorbed member out of the tree.
 void nearest_chain::remove(unsigned int slot) noexcept {
     entries_[slot].member = NO_ID;
-    // The last leaf that begins at or before the slot.
-    const std::size_t leaf = (((std::size_t(slot) + 1) << levels_) - 1) / count_;
+    const std::size_t leaf = leaf_of(slot);
     first_members first = first_of_leaf(leaf);
     for (std::size_t n = first_leaf() + leaf; nodes_[n].first != first;) {
         nodes_[n].first = first;
@@ -131,48 +130,73 @@ bool nearest_chain::consider(const leaf_entry& a, const leaf_entry& b, link& fir
     return true;
 }
 
-/// Finds the first of a member's links to unmerged members, given one that is known or a bound. Returns the
-/// slot of the other member of a link that is new.
-unsigned int nearest_chain::first_link(unsigned int slot, link& first) const noexcept {
+/// Looks for links that come before the first one known in a leaf; updates the slot of the other member.
+void nearest_chain::search_leaf(std::size_t leaf, unsigned int slot, link& first,
+                                unsigned int& other_slot) const noexcept {
+    const leaf_entry& self = entries_[slot];
+    for (std::size_t i = leaf_begin(leaf, levels_); i < leaf_begin(leaf + 1, levels_); ++i) {
+        const leaf_entry& other = entries_[i];
+        if (i == slot || other.member == NO_ID) continue;
+        const bool comes_before =
+            self.member < other.member ? consider(self, other, first) : consider(other, self, first);
+        if (comes_before) other_slot = static_cast<unsigned int>(i);
+    }
+}
+
+/// The same in the subtree of a node.
+void nearest_chain::search_tree(std::size_t node, unsigned int slot, link& first,
+                                unsigned int& other_slot) const noexcept {
     struct visit {
         link bound; ///< no link into the subtree comes before it
         std::size_t node;
     };
     visit stack[64]; // at most one sibling per level waits
     std::size_t depth = 0;
-    const leaf_entry self = entries_[slot];
-    unsigned int found = NO_ID;
+    const leaf_entry& self = entries_[slot];
     const auto visit_of = [&](std::size_t n) {
-        const tree_node& node = nodes_[n];
-        const unsigned int other = std::min(self.absorbs() ? node.first.absorbed : NO_ID,
-                                            self.is_absorbed() ? node.first.absorber : NO_ID);
-        const double d = other == NO_ID ? INF : distance_to_box(node.low, node.high, self.at);
+        const tree_node& t = nodes_[n];
+        const unsigned int other = std::min(self.absorbs() ? t.first.absorbed : NO_ID,
+                                            self.is_absorbed() ? t.first.absorber : NO_ID);
+        const double d = other == NO_ID ? INF : distance_to_box(t.low, t.high, self.at);
         const bool absorbs = self.absorbs() && self.member < other;
         return visit{absorbs ? link{d, self.member, other} : link{d, other, 0}, n};
     };
 
-    stack[depth++] = visit_of(0);
+    stack[depth++] = visit_of(node);
     while (depth > 0) {
         const visit v = stack[--depth];
         if (!v.bound.before(first)) continue;
-        if (v.node < first_leaf()) {
-            const visit left = visit_of(2 * v.node + 1);
-            const visit right = visit_of(2 * v.node + 2);
-            const bool left_first = left.bound.before(right.bound);
-            stack[depth++] = left_first ? right : left;
-            stack[depth++] = left_first ? left : right;
+        if (v.node >= first_leaf()) {
+            search_leaf(v.node - first_leaf(), slot, first, other_slot);
             continue;
         }
-        const std::size_t leaf = v.node - first_leaf();
-        for (std::size_t i = leaf_begin(leaf, levels_); i < leaf_begin(leaf + 1, levels_); ++i) {
-            const leaf_entry& other = entries_[i];
-            if (i == slot || other.member == NO_ID) continue;
-            const bool comes_before =
-                self.member < other.member ? consider(self, other, first) : consider(other, self, first);
-            if (comes_before) found = static_cast<unsigned int>(i);
-        }
+        const visit left = visit_of(2 * v.node + 1);
+        const visit right = visit_of(2 * v.node + 2);
+        const bool left_first = left.bound.before(right.bound);
+        stack[depth++] = left_first ? right : left;
+        stack[depth++] = left_first ? left : right;
     }
-    return found;
+}
+
+/// Finds the first of a member's links to unmerged members, given one that is known or a bound. Returns the
+/// slot of the other member of a link that is new, else NO_ID.
+unsigned int nearest_chain::first_link(unsigned int slot, link& first) const noexcept {
+    unsigned int other_slot = NO_ID;
+    const point at = entries_[slot].at;
+    std::size_t node = first_leaf() + leaf_of(slot);
+    search_leaf(leaf_of(slot), slot, first, other_slot);
+    // Upwards from the own leaf, until the subtree reaches further than the link to all sides.
+    while (node != 0) {
+        const point& low = nodes_[node].low;
+        const point& high = nodes_[node].high;
+        const double margin =
+            std::min({at.x - low.x, high.x - at.x, at.y - low.y, high.y - at.y, at.z - low.z, high.z - at.z});
+        if (std::sqrt(margin * margin) > first.distance) break;
+        const std::size_t sibling = node % 2 == 1 ? node + 1 : node - 1;
+        search_tree(sibling, slot, first, other_slot);
+        node = (node - 1) / 2;
+    }
+    return other_slot;
 }
 
 unsigned int nearest_chain::run(const cluster_member* members, unsigned int count) noexcept {

@@ -83,12 +83,20 @@ private:
 
     bool unmerged(std::size_t slot) const noexcept { return entries_[slot].member != NO_ID; }
     std::size_t leaf_begin(std::size_t i, unsigned int level) const noexcept { return count_ * i >> level; }
+    /// The last leaf that begins at or before the slot.
+    std::size_t leaf_of(unsigned int slot) const noexcept {
+        return (((std::size_t(slot) + 1) << levels_) - 1) / count_;
+    }
     std::size_t first_leaf() const noexcept { return (std::size_t(1) << levels_) - 1; }
     first_members first_of_leaf(std::size_t leaf) const noexcept;
 
     void plant(const cluster_member* members) noexcept;
     void sort_into_leaves() noexcept;
     void remove(unsigned int slot) noexcept;
+    void search_leaf(std::size_t leaf, unsigned int slot, link& first,
+                     unsigned int& other_slot) const noexcept;
+    void search_tree(std::size_t node, unsigned int slot, link& first,
+                     unsigned int& other_slot) const noexcept;
     unsigned int first_link(unsigned int slot, link& first) const noexcept;
     bool consider(const leaf_entry& a, const leaf_entry& b, link& first) const noexcept;
 
