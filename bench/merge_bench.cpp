@@ -4,17 +4,26 @@
 
 #include <benchmark/benchmark.h>
 
+#include <malloc.h>
+
+#include <cmath>
+#include <numeric>
+
 namespace {
 
 using namespace bench;
+
+// glibc adapts when it gives freed blocks back to the system, so one benchmark would change the page faults
+// of the next; a fixed threshold makes their order irrelevant.
+[[maybe_unused]] const int fixed_threshold = mallopt(M_MMAP_THRESHOLD, 128 << 10);
 
 constexpr double JITTER = 1e-9;
 constexpr double TOLERANCE = 1e-6;
 
 /// About `nodes` nodes, six at each point of a surface.
 mesh facets(std::int64_t nodes, double jitter, bool in_random_order) {
-    const mesh facets = soup(triangle_surface(static_cast<std::size_t>(nodes) / 3), jitter);
-    return in_random_order ? shuffled(facets) : facets;
+    const mesh m = soup(triangle_surface(static_cast<std::size_t>(nodes) / 3), jitter);
+    return in_random_order ? shuffled(m) : m;
 }
 
 void merge_facets(benchmark::State& state, double jitter, double tol, bool in_random_order) {
