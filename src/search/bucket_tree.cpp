@@ -8,9 +8,10 @@ namespace qv7::plexo {
 
 namespace {
 
-constexpr unsigned int BUCKET = 16;
+constexpr unsigned int BUCKET = 24;
 // Buckets are read in whole groups, beyond their last point when it does not fill one.
 constexpr unsigned int GROUP = 4;
+static_assert(BUCKET % GROUP == 0);
 // Halving cells may peel off a point at a time; from this depth on the points are halved instead.
 constexpr unsigned int DEEPEST_MIDDLE = 40;
 constexpr unsigned int DEEPEST = DEEPEST_MIDDLE + 32 + 4;
@@ -58,23 +59,15 @@ double middle_of(double low, double high) {
 
 /// Moves the items above `split` behind the others; returns how many the others are.
 template <typename Item>
-unsigned int partition(Item* items, unsigned int count, unsigned int axis, double split, double& low_end,
-                       double& high_begin) {
+unsigned int partition(Item* items, unsigned int count, unsigned int axis, double split) {
     unsigned int lows = 0;
-    double below = -std::numeric_limits<double>::infinity();
-    double above = std::numeric_limits<double>::infinity();
     for (unsigned int i = 0; i < count; ++i) {
         const Item here = items[i];
-        const double x = here.p[axis];
-        const bool is_low = x <= split;
+        const bool is_low = here.p[axis] <= split;
         items[i] = items[lows]; // swapped in any case, because a branch would be mispredicted
         items[lows] = here;
         lows += is_low;
-        below = std::max(below, is_low ? x : below);
-        above = std::min(above, is_low ? above : x);
     }
-    low_end = below;
-    high_begin = above;
     return lows;
 }
 
@@ -99,44 +92,44 @@ void bucket_tree<D>::split(item* items, const box& all, cell* cells) noexcept {
     task waiting[DEEPEST];
     unsigned int waiting_count = 0;
     task now{0, 0, count_, 0, all};
-    cell_count_ = 1;
+    cell_count_ = 2; // pairs of children start at even numbers and so share a cache line
     for (;;) {
         item* const mine = items + now.begin;
         const unsigned int count = now.end - now.begin;
         unsigned int axis = 0;
         unsigned int lows = 0;
-        double low_end = 0, high_begin = 0;
+        double at = 0;
         if (count > BUCKET && now.depth < DEEPEST_MIDDLE) {
             axis = now.bounds.widest_axis();
-            lows = partition(mine, count, axis, middle_of(now.bounds.low[axis], now.bounds.high[axis]),
-                             low_end, high_begin);
+            at = middle_of(now.bounds.low[axis], now.bounds.high[axis]);
+            lows = partition(mine, count, axis, at);
         }
         if (count > BUCKET && (lows == 0 || lows == count)) { // or too deep for the middle of the cell
             now.bounds = box::around(mine, count);
             axis = now.bounds.widest_axis();
             const double low = now.bounds.low[axis], high = now.bounds.high[axis];
-            double at = middle_of(low, high);
+            at = middle_of(low, high);
             if (now.depth >= DEEPEST_MIDDLE) {
                 item* const median = mine + count / 2;
                 std::nth_element(mine, median, mine + count,
                                  [axis](const item& a, const item& b) { return a.p[axis] < b.p[axis]; });
                 at = std::min(median->p[axis], std::nextafter(high, low));
             }
-            lows = partition(mine, count, axis, at, low_end, high_begin);
+            lows = partition(mine, count, axis, at);
         }
         if (lows == 0 || lows == count) { // few points, or all of them in one place
             put_bucket(mine, now.begin, count);
-            cells[now.cell] = {0, 0, now.begin, count, 0};
+            cells[now.cell] = {0, now.begin, D + count};
             if (waiting_count == 0) return;
             now = waiting[--waiting_count];
             continue;
         }
-        cells[now.cell] = {low_end, high_begin, cell_count_, 0, axis};
+        cells[now.cell] = {at, cell_count_, axis};
         task& high_side = waiting[waiting_count++];
         high_side = {cell_count_ + 1, now.begin + lows, now.end, now.depth + 1, now.bounds};
-        high_side.bounds.low[axis] = high_begin;
+        high_side.bounds.low[axis] = at;
         now = {cell_count_, now.begin, now.begin + lows, now.depth + 1, now.bounds};
-        now.bounds.high[axis] = low_end;
+        now.bounds.high[axis] = at;
         cell_count_ += 2;
     }
 }
@@ -145,10 +138,10 @@ template <unsigned int D>
 bool bucket_tree<D>::build(const located_node<D>* points, const unsigned int* ranks,
                            unsigned int count) noexcept {
     count_ = 0;
-    if (count == 0) return false;
+    if (count == 0 || count > NO_ID - 2 * D) return false;
     scratch<item> items;
     scratch<cell> cells;
-    if (!items.allocate(count) || !cells.allocate(2 * std::size_t(count)) ||
+    if (!items.allocate(count) || !cells.allocate(2 * std::size_t(count) + 1) ||
         !coordinates_.allocate(std::size_t(count) * D + BUCKET) || !keys_.allocate(count))
         return false;
     bool finite = true;
@@ -192,88 +185,136 @@ bool bucket_tree<D>::copy(const bucket_tree& source) noexcept {
     return true;
 }
 
+/// Up to BUCKET points of a bucket; only points in one place share a bucket that takes several runs.
+template <unsigned int D>
+struct bucket_tree<D>::run {
+    const double* x;          ///< of the first point
+    std::size_t stride;       ///< from an axis to the next
+    const std::uint64_t* key; ///< of the first point
+    unsigned int count;
+};
+
+template <unsigned int D>
+typename bucket_tree<D>::run bucket_tree<D>::run_at(const cell& bucket, unsigned int start) const noexcept {
+    return {coordinates_.data() + std::size_t(bucket.first) * D + start, bucket.count(),
+            keys_.data() + bucket.first + start, std::min(BUCKET, bucket.count() - start)};
+}
+
+/// A search for the closest point under way.
+template <unsigned int D>
+struct bucket_tree<D>::search {
+    // Between a distance and one that a search on another tree may take for it lie less than two roundings,
+    // of the distance and of the coordinates.
+    static constexpr double SLACK = 0x1p-48;
+
+    double P[D];
+    unsigned int skipped;
+    double slack; ///< of the coordinates
+    answer closest{};
+    double limit = std::numeric_limits<double>::infinity(); ///< squared: up to here a point contests
+
+    search(const double* point, unsigned int skipped_node) : skipped(skipped_node) {
+        double largest = 0;
+        for (unsigned int k = 0; k < D; ++k) {
+            P[k] = point[k];
+            largest = std::max(largest, std::abs(P[k]));
+        }
+        slack = largest * SLACK;
+        closest.d2 = limit;
+    }
+
+    void look_at(const run& points) {
+        double d2[BUCKET];
+        for (unsigned int i = 0; i < points.count; i += GROUP) {
+            for (unsigned int j = i; j < i + GROUP; ++j) {
+                double sum = (P[0] - points.x[j]) * (P[0] - points.x[j]);
+                for (unsigned int k = 1; k < D; ++k) {
+                    const double d = P[k] - points.x[k * points.stride + j];
+                    sum += d * d;
+                }
+                d2[j] = sum;
+            }
+        }
+        for (unsigned int i = 0; i < points.count; ++i) {
+            if (d2[i] <= limit) consider(points, i, d2[i]);
+        }
+    }
+
+    void consider(const run& points, unsigned int i, double d2) {
+        const auto node = static_cast<unsigned int>(points.key[i]);
+        if (node == skipped) return;
+        if (!(d2 < closest.d2)) {
+            closest.contested = true;
+            return;
+        }
+        const double reach = std::sqrt(d2) * (1 + SLACK) + slack;
+        limit = reach * reach;
+        closest.contested = closest.d2 <= limit;
+        closest.d2 = d2;
+        closest.node = node;
+        closest.coincident = true;
+        for (unsigned int k = 0; k < D; ++k) closest.coincident &= points.x[k * points.stride + i] == P[k];
+    }
+};
+
 template <unsigned int D>
 typename bucket_tree<D>::answer bucket_tree<D>::find_closest(const double* P,
                                                              unsigned int skipped) const noexcept {
-    constexpr double SLACK = 0x1p-48;
     struct branch {
-        double d2;
-        double side[D];
+        double d2;      ///< squared distance of the cell
+        double side[D]; ///< its distance along each axis
         unsigned int cell;
     };
     branch waiting[DEEPEST];
     unsigned int waiting_count = 0;
-    double position[D];
+    search state(P, skipped);
     double side[D];
-    double largest = 0;
-    for (unsigned int k = 0; k < D; ++k) {
-        position[k] = P[k];
-        side[k] = std::max({low_[k] - P[k], P[k] - high_[k], 0.0});
-        largest = std::max(largest, std::abs(P[k]));
-    }
-    const double reach_slack = largest * SLACK;
-    answer closest{};
-    closest.d2 = std::numeric_limits<double>::infinity();
-    double limit = closest.d2; // up to here a point contests the closest one
+    for (unsigned int k = 0; k < D; ++k) side[k] = std::max({low_[k] - P[k], P[k] - high_[k], 0.0});
     unsigned int at = 0;
     for (;;) {
         const cell& here = cells_[at];
-        if (here.count == 0) {
-            const double x = position[here.axis];
-            const double above = x - here.low_end;
-            const double below = here.high_begin - x;
-            const bool near_is_low = above < below;
-            const double gap = near_is_low ? below : above;
+        if (!here.is_bucket()) { // on to the near side; the far one waits
+            const double gap = state.P[here.kind] - here.at;
+            const bool near_is_low = gap <= 0;
             branch& far = waiting[waiting_count++];
-            double d2 = 0;
+            far.d2 = 0;
             for (unsigned int k = 0; k < D; ++k) {
-                far.side[k] = k == here.axis ? gap : side[k];
-                d2 += far.side[k] * far.side[k];
+                far.side[k] = k == here.kind ? gap : side[k];
+                far.d2 += far.side[k] * far.side[k];
             }
-            far.d2 = d2;
             far.cell = here.first + near_is_low;
             at = here.first + !near_is_low;
             continue;
         }
-        const double* x = coordinates_.data() + std::size_t(here.first) * D;
-        for (unsigned int start = 0; start < here.count; start += BUCKET) {
-            const unsigned int n = std::min(BUCKET, here.count - start);
-            double d2[BUCKET];
-            for (unsigned int i = 0; i < n; i += GROUP) {
-                for (unsigned int j = i; j < i + GROUP; ++j) {
-                    double sum = 0;
-                    for (unsigned int k = 0; k < D; ++k) {
-                        const double d = position[k] - x[k * here.count + start + j];
-                        sum = k == 0 ? d * d : sum + d * d;
-                    }
-                    d2[j] = sum;
-                }
-            }
-            for (unsigned int i = 0; i < n; ++i) {
-                if (!(d2[i] <= limit)) continue;
-                const auto node = static_cast<unsigned int>(keys_[here.first + start + i]);
-                if (node == skipped) continue;
-                if (!(d2[i] < closest.d2)) {
-                    closest.contested = true;
-                    continue;
-                }
-                const double reach = std::sqrt(d2[i]) * (1 + SLACK) + reach_slack;
-                limit = reach * reach;
-                closest.contested = closest.d2 <= limit;
-                closest.d2 = d2[i];
-                closest.node = node;
-                closest.coincident = true;
-                for (unsigned int k = 0; k < D; ++k)
-                    closest.coincident &= x[std::size_t(k) * here.count + start + i] == position[k];
-            }
-        }
+        for (unsigned int start = 0; start < here.count(); start += BUCKET)
+            state.look_at(run_at(here, start));
         do {
-            if (waiting_count == 0) return closest;
+            if (waiting_count == 0) return state.closest;
             --waiting_count;
-        } while (waiting[waiting_count].d2 > limit);
+        } while (waiting[waiting_count].d2 > state.limit);
         at = waiting[waiting_count].cell;
         std::copy_n(waiting[waiting_count].side, D, side);
     }
+}
+
+/// Appends the keys of the points in a box and moves `end` behind them; what stands behind is overwritten.
+template <unsigned int D>
+void bucket_tree<D>::append_inside(const run& points, const double* Pmin, const double* Pmax,
+                                   std::uint64_t*& end) noexcept {
+    unsigned char outside[BUCKET] = {};
+    for (unsigned int k = 0; k < D; ++k) {
+        const double* const x = points.x + k * points.stride;
+        for (unsigned int i = 0; i < points.count; i += GROUP) {
+            for (unsigned int j = i; j < i + GROUP; ++j)
+                outside[j] |= !((Pmin[k] <= x[j]) & (x[j] <= Pmax[k]));
+        }
+    }
+    std::uint64_t* to = end; // moved on without a branch, which would be mispredicted
+    for (unsigned int i = 0; i < points.count; ++i) {
+        *to = points.key[i];
+        to += !outside[i];
+    }
+    end = to;
 }
 
 template <unsigned int D>
@@ -281,36 +322,31 @@ bool bucket_tree<D>::find_in_box(const double* Pmin, const double* Pmax, std::ui
                                  unsigned int room, unsigned int& count) const noexcept {
     unsigned int waiting[DEEPEST];
     unsigned int waiting_count = 0;
+    std::uint64_t* end = found;
     unsigned int at = 0;
-    count = 0;
     for (;;) {
         const cell& here = cells_[at];
-        if (here.count == 0) {
-            const bool low = Pmin[here.axis] <= here.low_end;
-            const bool high = Pmax[here.axis] >= here.high_begin;
+        if (!here.is_bucket()) {
             waiting[waiting_count] = here.first + 1;
-            waiting_count += high;
-            if (low) {
+            waiting_count += Pmax[here.kind] > here.at;
+            if (Pmin[here.kind] <= here.at) {
                 at = here.first;
                 continue;
             }
-        } else {
-            const double* x = coordinates_.data() + std::size_t(here.first) * D;
-            for (unsigned int i = 0; i < here.count; ++i) {
-                bool inside = true;
-                for (unsigned int k = 0; k < D; ++k) {
-                    const double p = x[k * here.count + i];
-                    inside &= (Pmin[k] <= p) & (p <= Pmax[k]);
-                }
-                if (!inside) continue;
-                if (count == room) return false;
-                found[count++] = keys_[here.first + i];
-            }
+            if (waiting_count == 0) break;
+            at = waiting[--waiting_count];
+            continue;
+        }
+        for (unsigned int start = 0; start < here.count(); start += BUCKET) {
+            const run points = run_at(here, start);
+            if (points.count > room - (end - found)) return false;
+            append_inside(points, Pmin, Pmax, end);
         }
         if (waiting_count == 0) break;
         at = waiting[--waiting_count];
     }
-    std::sort(found, found + count);
+    std::sort(found, end);
+    count = static_cast<unsigned int>(end - found);
     return true;
 }
 

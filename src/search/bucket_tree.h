@@ -39,23 +39,28 @@ public:
     /// The point closest to a finite P among those that are not of node `skipped`.
     answer find_closest(const double* P, unsigned int skipped) const noexcept;
 
-    /// Collects rank · 2^32 + node for the points in a box, in order of rank; false when there are more than
-    /// `room`.
+    /// Collects rank · 2^32 + node for the points in a box, in order of rank; false when `room` may not do.
     bool find_in_box(const double* Pmin, const double* Pmax, std::uint64_t* found, unsigned int room,
                      unsigned int& count) const noexcept;
 
 private:
     struct item;
     struct box;
+    struct run;
+    struct search;
     struct cell {
-        double low_end;     ///< largest coordinate of the low side on the axis
-        double high_begin;  ///< smallest coordinate of the high side
+        double at;          ///< the low side is up to here on the axis
         unsigned int first; ///< the low child, which the high one follows; of a bucket: the first point
-        unsigned int count; ///< points of a bucket, 0 for any other cell
-        unsigned int axis;
+        unsigned int kind;  ///< the axis; of a bucket: D + the number of points
+
+        bool is_bucket() const { return kind > D; }
+        unsigned int count() const { return kind - D; }
     };
 
     void split(item* items, const box& all, cell* cells) noexcept;
+    run run_at(const cell& bucket, unsigned int start) const noexcept;
+    static void append_inside(const run& points, const double* Pmin, const double* Pmax,
+                              std::uint64_t*& end) noexcept;
     void put_bucket(const item* items, unsigned int first, unsigned int count) noexcept;
 
     unsigned int count_ = 0;
