@@ -2,6 +2,7 @@
 // centre to the origin with its longest side along x, and writes it as a MEDIT mesh.
 
 #include "example_support.h"
+#include "mesh_files.h"
 #include "surface_rating.h"
 
 #include <plexo/plexo.h>
@@ -108,33 +109,6 @@ void centre(dense2D<double>& pos, const box& b) {
     }
 }
 
-/// Nothing when the mesh was written and is whole; a full disk shows only in what is missing at its end.
-std::optional<std::string> why_not_written(const char* path, const surface& s) {
-    if (const int code = medit_output(path, s.pos, s.triangles, ELEM_TRIA3); code != 0) {
-        return code == -1 ? "cannot be written" : "cannot be written, code " + std::to_string(code);
-    }
-    static constexpr std::string_view END = "End\n";
-    std::ifstream file(path, std::ios::binary);
-    char tail[END.size()] = {};
-    file.seekg(-std::streamoff(END.size()), std::ios::end);
-    file.read(tail, END.size());
-    if (std::string_view(tail, END.size()) != END) return "cannot be written whole: is the disk full?";
-    return std::nullopt;
-}
-
-std::string why_not_read(int code) {
-    switch (code) {
-    case -1:
-        return "too short for an STL file";
-    case -3:
-        return "no STL file, or a damaged one: a facet is malformed or cut off";
-    case -199:
-        return "out of memory";
-    default:
-        return "cannot be read as STL, code " + std::to_string(code);
-    }
-}
-
 void print(const box& b, const char* label) {
     std::printf("%-20s", label);
     for (unsigned int k = 0; k < 3; ++k) std::printf(" [%g, %g]", b.min[k], b.max[k]);
@@ -172,7 +146,7 @@ int surface_report(int argc, char** argv) {
     const auto done = [&](const char* step) { r.timings.push_back({step, clock.lap()}); };
 
     const int read = STL_input(input, s.pos, s.triangles);
-    if (read < 0) return example::fail(input, why_not_read(read));
+    if (read < 0) return example::fail(input, example::why_STL_not_read(read));
     done("read");
     r.triangles = s.triangles.cols();
     r.nodes = s.pos.cols();
@@ -195,7 +169,8 @@ int surface_report(int argc, char** argv) {
     r.after = bounding_box(s.pos);
     done("centre");
 
-    auto reason = why_not_written(mesh_file.path(), s);
+    auto reason = example::why_mesh_not_written(
+        mesh_file.path(), medit_output(mesh_file.path(), s.pos, s.triangles, ELEM_TRIA3));
     if (!reason && !mesh_file.commit()) reason = mesh_file.why_unwritable();
     if (reason) return example::fail(output.c_str(), *reason);
     done("write");
