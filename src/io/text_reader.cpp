@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <bit>
 #include <charconv>
 #include <cstdlib>
 #include <cstring>
@@ -27,6 +28,33 @@ constexpr bool is_digit(char c) {
 
 constexpr bool is_hex_digit(char c) {
     return is_digit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
+}
+
+constexpr std::uint64_t POWERS_OF_TEN[] = {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, 100000000};
+
+// Appends the digits at p to `digits`, modulo 2^64, and returns their end. Takes up to eight at a time.
+inline const char* append_digits(const char* p, const char* last, std::uint64_t& digits) {
+    if constexpr (std::endian::native == std::endian::little) {
+        while (last - p >= 8) {
+            std::uint64_t bytes;
+            std::memcpy(&bytes, p, 8);
+            bytes ^= 0x3030303030303030u; // a digit becomes its value
+            // the top bit of each byte above 9, exact up to the first of them
+            const std::uint64_t others = ((bytes + 0x7676767676767676u) | bytes) & 0x8080808080808080u;
+            const int count = std::countr_zero(others) / 8;
+            if (count == 0) return p;
+            bytes <<= 64 - 8 * count; // zeros in front
+            bytes = bytes * 10 + (bytes >> 8);
+            bytes = ((bytes & 0x000000ff000000ffu) * 0x000f424000000064u +
+                     ((bytes >> 16) & 0x000000ff000000ffu) * 0x0000271000000001u) >>
+                    32;
+            digits = digits * POWERS_OF_TEN[count] + bytes;
+            p += count;
+            if (count < 8) return p;
+        }
+    }
+    while (p != last && is_digit(*p)) digits = digits * 10 + std::uint64_t(*p++ - '0');
+    return p;
 }
 
 // Where digits, an optional point and digits from `p` have their first nonzero digit, as an exponent of ten:
@@ -165,7 +193,7 @@ const char* scan_double(const char* first, const char* last, double& value) {
     std::ptrdiff_t exponent = 0;
     if (p != last && *p == '.') {
         start = ++p;
-        while (p != last && is_digit(*p)) digits = digits * 10 + std::uint64_t(*p++ - '0');
+        p = append_digits(p, last, digits);
         exponent = start - p;
         count -= exponent;
     }
