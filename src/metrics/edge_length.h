@@ -82,11 +82,11 @@ double edge_vector(const double* p, const double* q, double* v) {
         v[i] = q[i] - p[i];
         sum += v[i] * v[i];
     }
-    if (sum > 0x1p-900 && sum < 0x1p900) return std::sqrt(sum);
-    if constexpr (N == 2)
-        return std::hypot(v[0], v[1]); // squares of extreme lengths overflow or vanish
-    else
-        return std::hypot(v[0], v[1], v[2]);
+    if (!(sum <= 0x1p-900 || sum >= 0x1p900)) return std::sqrt(sum); // also NaN
+    // Squares of extreme lengths overflow or vanish. The hypot of three arguments errs on infinite ones.
+    double length = std::hypot(v[0], v[1]);
+    if constexpr (N == 3) length = std::hypot(length, v[2]);
+    return length;
 }
 
 } // namespace qv7::plexo
