@@ -3,6 +3,7 @@
 #include <plexo/containers.h>
 
 #include <array>
+#include <utility>
 
 namespace qv7::plexo {
 
@@ -71,14 +72,18 @@ inline element_type without_mixed_triangles(element_type type, unsigned int rows
     return type == ELEM_FACE_MIX && rows == 3 ? ELEM_TRIA3 : type;
 }
 
-/// The shape of a column: the first that leaves only padding behind its corners, else the largest.
+/// True when a column has only padding behind the corners of the shape.
+constexpr bool ends_with(const shape_faces& shape, const face_table& table,
+                         const unsigned int* column) noexcept {
+    unsigned int slot = shape.corners;
+    while (slot < table.rows && column[slot] == NO_ID) ++slot;
+    return slot == table.rows;
+}
+
+/// The shape of a column: the first that the column ends with, else the largest.
 constexpr const shape_faces& shape_of(const face_table& table, const unsigned int* column) noexcept {
     unsigned int s = 0;
-    for (; s < 3 && table.shapes[s + 1] != nullptr; ++s) {
-        unsigned int slot = table.shapes[s]->corners;
-        while (slot < table.rows && column[slot] == NO_ID) ++slot;
-        if (slot == table.rows) break;
-    }
+    while (s < 3 && table.shapes[s + 1] != nullptr && !ends_with(*table.shapes[s], table, column)) ++s;
     return *table.shapes[s];
 }
 
@@ -89,6 +94,20 @@ constexpr std::array<unsigned int, Rows> face_nodes(const shape_faces& shape, un
     std::array<unsigned int, Rows> nodes{};
     for (unsigned int i = 0; i < Rows; ++i) nodes[i] = i < shape.size[k] ? column[shape.nodes[k][i]] : NO_ID;
     return nodes;
+}
+
+/// Calls visit(k, nodes) for every face of a column, from its S-th shape on; unrolled, with the tables as
+/// constants.
+template <const face_table& Table, unsigned int S = 0, typename Visit>
+void for_each_face_of(const unsigned int* column, Visit visit) {
+    static constexpr const shape_faces& SHAPE = *Table.shapes[S];
+    if constexpr (S < 3 && Table.shapes[S + 1] != nullptr) {
+        if (!ends_with(SHAPE, Table, column)) return for_each_face_of<Table, S + 1>(column, visit);
+    }
+    [&]<unsigned int... K>(std::integer_sequence<unsigned int, K...>) {
+        (visit(K, face_nodes<Table.face_rows>(SHAPE, K, column)), ...);
+    }
+    (std::make_integer_sequence<unsigned int, SHAPE.count>());
 }
 
 } // namespace qv7::plexo

@@ -2,14 +2,17 @@
 
 #include <plexo/ids.h>
 
+#include "containers/runs.h"
 #include "containers/scratch.h"
 #include "element_faces.h"
 
 #include <algorithm>
 #include <array>
+#include <bit>
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <iterator>
-#include <type_traits>
 #include <utility>
 
 namespace qv7::plexo {
@@ -55,35 +58,117 @@ std::array<unsigned int, N> matching_key(std::array<unsigned int, N> face) {
     return face;
 }
 
-/// Links the faces of one bucket, which stand in the order of their codes. `neighbors` is F × elements
-/// without gaps, so that the code of a face is also the index of its entry.
+/// Links the faces of one bucket at a time. `neighbors` is F × elements without gaps, so that the code of a
+/// face is also the index of its entry.
 template <unsigned int F, unsigned int N>
-void match_bucket(keyed_face<N>* first, keyed_face<N>* last, bool flag, unsigned int* neighbors) {
-    for (; first != last; ++first) {
-        if (first->code == NO_ID) continue;
-        unsigned int matches = 0;
-        unsigned int partner = NO_ID;
-        for (keyed_face<N>* other = first + 1; other != last; ++other) {
-            if (other->code == NO_ID || other->key != first->key) continue;
-            if (flag) neighbors[other->code] = first->code / F;
-            partner = std::exchange(other->code, NO_ID);
-            ++matches;
-        }
-        if (matches == 0 || (matches > 1 && !flag)) continue;
-        neighbors[first->code] = partner / F;
-        neighbors[partner] = first->code / F;
+class bucket_matcher {
+public:
+    bucket_matcher(bool flag, unsigned int* neighbors) noexcept : flag_(flag), neighbors_(neighbors) {}
+
+    /// Links what matches among faces in the order of their codes. Expected O(faces). False when memory runs
+    /// out.
+    [[nodiscard]] bool match(keyed_face<N>* first, keyed_face<N>* last) noexcept {
+        if (last - first > FEW) return match_many(first, static_cast<std::size_t>(last - first));
+        match_few(first, last);
+        return true;
     }
+
+private:
+    // Up to so many faces are compared each with each.
+    static constexpr std::ptrdiff_t FEW = 40;
+
+    /// A group of matching faces.
+    struct group {
+        unsigned int first;   ///< position in the bucket, NO_ID in a free slot
+        unsigned int partner; ///< code of the second, NO_ID without one; that of the first from the third on
+    };
+
+    void link(unsigned int code, unsigned int other) noexcept {
+        neighbors_[code] = other / F;
+        neighbors_[other] = code / F;
+    }
+
+    void match_few(keyed_face<N>* first, keyed_face<N>* last) noexcept {
+        for (; first != last; ++first) {
+            if (first->code == NO_ID) continue;
+            unsigned int matches = 0;
+            unsigned int partner = NO_ID;
+            for (keyed_face<N>* other = first + 1; other != last; ++other) {
+                if (other->key != first->key || other->code == NO_ID) continue;
+                partner = std::exchange(other->code, NO_ID);
+                if (flag_) link(first->code, partner);
+                ++matches;
+            }
+            if (matches == 1) link(first->code, partner);
+        }
+    }
+
+    bool match_many(const keyed_face<N>* faces, std::size_t n) noexcept {
+        const std::size_t slots = std::bit_ceil(2 * n);
+        if (groups_.size() < slots && !groups_.allocate(slots)) return false;
+        std::memset(static_cast<void*>(groups_.data()), 0xFF, slots * sizeof(group));
+        for (std::size_t i = 0; i < n; ++i) {
+            std::size_t slot = slot_of(faces[i].key) & (slots - 1);
+            while (groups_[slot].first != NO_ID && faces[groups_[slot].first].key != faces[i].key) {
+                slot = (slot + 1) & (slots - 1);
+            }
+            join(groups_[slot], faces, static_cast<unsigned int>(i));
+        }
+        return true;
+    }
+
+    void join(group& g, const keyed_face<N>* faces, unsigned int i) noexcept {
+        if (g.first == NO_ID) {
+            g.first = i;
+            return;
+        }
+        const unsigned int code = faces[i].code;
+        const unsigned int first = faces[g.first].code;
+        if (flag_ || g.partner == NO_ID) {
+            link(first, code);
+            g.partner = code;
+        } else {
+            neighbors_[first] = neighbors_[g.partner] = NO_ID;
+            g.partner = first;
+        }
+    }
+
+    /// Keys that follow one another share a cache line of slots; lines are scattered.
+    static std::size_t slot_of(const std::array<unsigned int, N>& key) noexcept {
+        std::uint64_t hash = key[0] >> 3;
+        for (unsigned int i = 1; i < N; ++i) hash = hash * 0x9E3779B97F4A7C15u + key[i];
+        hash *= 0x9E3779B97F4A7C15u;
+        return static_cast<std::size_t>(hash >> 32 << 3) | (key[0] & 7u);
+    }
+
+    bool flag_;
+    unsigned int* neighbors_;
+    scratch<group> groups_;
+};
+
+/// Sorts faces into buckets, where they stand in the order in which `for_each(visit)` passes visit(bucket,
+/// face): counted, summed up, filled. Bucket b ends up at faces[ends[b]] … faces[ends[b + 1] - 1]; `ends`
+/// comes as zeros.
+template <unsigned int N, typename ForEach>
+void sort_into_buckets(ForEach for_each, std::size_t buckets, unsigned int* ends, keyed_face<N>* faces) {
+    unsigned int* end = ends + 1;
+    for_each([end](std::size_t bucket, const keyed_face<N>&) { ++end[bucket]; });
+    unsigned int total = 0;
+    for (std::size_t b = 0; b < buckets; ++b) total += std::exchange(end[b], total);
+    for_each([=](std::size_t bucket, const keyed_face<N>& face) { faces[end[bucket]++] = face; });
 }
 
 /// Calls visit(code, nodes) for every face in the order of the codes.
 template <const face_table& Table, typename Visit>
 void for_each_face(const dense2D<unsigned int>& connectivity, Visit visit) {
     const unsigned int* column = connectivity.data();
-    for (unsigned int e = 0; e < connectivity.cols(); ++e, column += connectivity.ld()) {
-        const shape_faces& shape = shape_of(Table, column);
-        for (unsigned int k = 0; k < shape.count; ++k) {
-            visit(e * Table.faces + k, face_nodes<Table.face_rows>(shape, k, column));
-        }
+    const std::size_t ld = connectivity.ld();
+    const unsigned int cols = connectivity.cols();
+    for (unsigned int e = 0; e < cols; ++e, column += ld) {
+        for_each_face_of<Table>(column,
+                                [=](unsigned int k, const std::array<unsigned int, Table.face_rows>& nodes) {
+                                    visit(e * Table.faces + k, nodes);
+                                });
     }
 }
 
@@ -107,8 +192,8 @@ unsigned int face_hash(const std::array<unsigned int, N>& face) {
     return hash;
 }
 
-/// Links all faces through a hash table whose chains lie one behind the other: counted, summed up, filled in
-/// the order of the codes. False when memory runs out.
+/// Links all faces through a hash table whose chains lie one behind the other, in the order of the codes. For
+/// IDs of any kind. False when memory runs out.
 template <const face_table& Table>
 bool match_by_hash(const dense2D<unsigned int>& connectivity, bool flag, unsigned int* neighbors) {
     constexpr unsigned int N = Table.face_rows;
@@ -117,30 +202,85 @@ bool match_by_hash(const dense2D<unsigned int>& connectivity, bool flag, unsigne
     scratch<unsigned int> ends;
     scratch<keyed_face<N>> faces;
     if (!ends.allocate_filled(std::size_t(buckets) + 1, 0x00) || !faces.allocate(most_faces)) return false;
-
-    unsigned int* end = ends.data() + 1; // becomes the end of each bucket, with a start before the first
-    for_each_face<Table>(connectivity, [&](unsigned int, const std::array<unsigned int, N>& face) {
-        ++end[face_hash(face) % buckets];
-    });
-    unsigned int total = 0;
-    for (unsigned int b = 0; b < buckets; ++b) total += std::exchange(end[b], total);
-    for_each_face<Table>(connectivity, [&](unsigned int code, const std::array<unsigned int, N>& face) {
-        faces[end[face_hash(face) % buckets]++] = {matching_key<N>(face), code};
-    });
-    for (unsigned int b = 0; b < buckets; ++b) {
-        match_bucket<Table.faces>(faces.data() + ends[b], faces.data() + ends[b + 1], flag, neighbors);
+    sort_into_buckets<N>(
+        [&](auto put) {
+            for_each_face<Table>(
+                connectivity, [=](unsigned int code, const std::array<unsigned int, N>& nodes) {
+                    put(face_hash(nodes) % buckets, keyed_face<N>{matching_key<N>(nodes), code});
+                });
+        },
+        buckets, ends.data(), faces.data());
+    bucket_matcher<Table.faces, N> matcher(flag, neighbors);
+    for (std::size_t b = 0; b < buckets; ++b) {
+        if (!matcher.match(faces.data() + ends[b], faces.data() + ends[b + 1])) return false;
     }
     return true;
+}
+
+/// What tells apart faces with the same smallest node: the rest of the key.
+template <unsigned int N>
+auto behind_smallest(const std::array<unsigned int, N>& key) {
+    std::array<unsigned int, N == 1 ? 1 : N - 1> rest;
+    std::copy(key.end() - rest.size(), key.end(), rest.begin());
+    return rest;
+}
+
+/// Links all faces by buckets of faces with the same smallest node, which lie close together where the
+/// numbering does. For meshes without absent nodes, whose IDs are below `nodes`. False when memory runs out.
+template <const face_table& Table>
+bool match_by_smallest_node(const dense2D<unsigned int>& connectivity, unsigned int nodes, bool flag,
+                            unsigned int* neighbors) {
+    constexpr unsigned int N = Table.face_rows;
+    constexpr unsigned int REST = N == 1 ? 1 : N - 1;
+    scratch<unsigned int> ends;
+    scratch<keyed_face<REST>> faces;
+    if (!ends.allocate_filled(std::size_t(nodes) + 1, 0x00) ||
+        !faces.allocate(std::size_t(connectivity.cols()) * Table.faces)) {
+        return false;
+    }
+    sort_into_buckets<REST>(
+        [&](auto put) {
+            for_each_face<Table>(connectivity,
+                                 [=](unsigned int code, const std::array<unsigned int, N>& face) {
+                                     const auto key = matching_key<N>(face);
+                                     put(key[0], keyed_face<REST>{behind_smallest<N>(key), code});
+                                 });
+        },
+        nodes, ends.data(), faces.data());
+    bucket_matcher<Table.faces, REST> matcher(flag, neighbors);
+    for (std::size_t b = 0; b < nodes; ++b) {
+        if (!matcher.match(faces.data() + ends[b], faces.data() + ends[b + 1])) return false;
+    }
+    return true;
+}
+
+/// The largest ID of a node plus one, 0 when an absent node stands where padding may not.
+template <const face_table& Table>
+unsigned int node_bound(const dense2D<unsigned int>& connectivity) {
+    constexpr bool PADDED = Table.shapes[1] != nullptr;
+    if constexpr (PADDED) return max_ID(connectivity) + 1;
+    unsigned int largest = 0;
+    all_runs(connectivity, [&largest](const unsigned int* ids, std::size_t n) {
+        for (std::size_t i = 0; i < n; ++i) largest = std::max(largest, ids[i]);
+        return true;
+    });
+    return largest + 1;
 }
 
 template <const face_table& Table>
 int link_faces(const dense2D<unsigned int>& connectivity, bool flag, dense2D<unsigned int>& neighbors) {
     if (connectivity.rows() != Table.rows) return -1;
     // A code fits 32 bits, because a type has at most as many faces as rows and rows * columns fits.
-    if (neighbors.resize_for_overwrite(Table.faces, connectivity.cols())) {
+    bool linked = neighbors.resize_for_overwrite(Table.faces, connectivity.cols());
+    if (linked) {
         std::fill_n(neighbors.data(), neighbors.size(), NO_ID);
-        if (match_by_hash<Table>(connectivity, flag, neighbors.data())) return 0;
+        const unsigned int nodes = node_bound<Table>(connectivity);
+        // Buckets by node must not take more memory than the faces.
+        linked = nodes != 0 && nodes <= std::uint64_t(2) * neighbors.size() + 1024
+                     ? match_by_smallest_node<Table>(connectivity, nodes, flag, neighbors.data())
+                     : match_by_hash<Table>(connectivity, flag, neighbors.data());
     }
+    if (linked) return 0;
     neighbors.clear();
     return -199;
 }
