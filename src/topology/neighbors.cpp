@@ -26,6 +26,14 @@ struct keyed_face {
     unsigned int code; ///< NO_ID once the face has been dealt with
 };
 
+/// Without the library call that comparing two arrays is.
+template <std::size_t N>
+bool same_key(const std::array<unsigned int, N>& a, const std::array<unsigned int, N>& b) {
+    unsigned int difference = 0;
+    for (std::size_t i = 0; i < N; ++i) difference |= a[i] ^ b[i];
+    return difference == 0;
+}
+
 void sort_pair(unsigned int& a, unsigned int& b) {
     if (b < a) std::swap(a, b);
 }
@@ -94,7 +102,7 @@ private:
             unsigned int matches = 0;
             unsigned int partner = NO_ID;
             for (keyed_face<N>* other = first + 1; other != last; ++other) {
-                if (other->key != first->key || other->code == NO_ID) continue;
+                if (!same_key(other->key, first->key) || other->code == NO_ID) continue;
                 partner = std::exchange(other->code, NO_ID);
                 if (flag_) link(first->code, partner);
                 ++matches;
@@ -109,7 +117,7 @@ private:
         std::memset(static_cast<void*>(groups_.data()), 0xFF, slots * sizeof(group));
         for (std::size_t i = 0; i < n; ++i) {
             std::size_t slot = slot_of(faces[i].key) & (slots - 1);
-            while (groups_[slot].first != NO_ID && faces[groups_[slot].first].key != faces[i].key) {
+            while (groups_[slot].first != NO_ID && !same_key(faces[groups_[slot].first].key, faces[i].key)) {
                 slot = (slot + 1) & (slots - 1);
             }
             join(groups_[slot], faces, static_cast<unsigned int>(i));
@@ -221,7 +229,7 @@ bool match_by_hash(const dense2D<unsigned int>& connectivity, bool flag, unsigne
 template <unsigned int N>
 auto behind_smallest(const std::array<unsigned int, N>& key) {
     std::array<unsigned int, N == 1 ? 1 : N - 1> rest;
-    std::copy(key.end() - rest.size(), key.end(), rest.begin());
+    for (std::size_t i = 0; i < rest.size(); ++i) rest[i] = key[N - rest.size() + i];
     return rest;
 }
 
