@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
+
 using namespace qv7::plexo;
 using oracle::entries;
 using oracle::matrix;
@@ -76,6 +78,43 @@ TEST(Neighbors, EqualTheWordsOfTheirRulesWhereManyFacesShareANode) {
             for (unsigned int e = 0; e < hub.cols(); ++e) hub(random() % 3 % hub.rows(), e) = 0;
             expect_as_written(hub, type);
             if (HasFatalFailure()) return;
+        }
+    }
+}
+
+/// The least of all turns of a face and its reverse; of a triangle in four rows, of its three nodes.
+oracle::face least_turn(oracle::face face) {
+    const bool padded = face.size() == 4 && face[3] == NO_ID;
+    if (padded) face.pop_back();
+    oracle::face least = face;
+    for (int reversed = 0; reversed < 2; ++reversed) {
+        for (std::size_t turn = 0; turn < face.size(); ++turn) {
+            least = std::min(least, face);
+            std::rotate(face.begin(), face.begin() + 1, face.end());
+        }
+        std::reverse(face.begin(), face.end());
+    }
+    return least;
+}
+
+TEST(Neighbors, OfLargeScatteredMeshesLinkEachGroupOfEqualFaces) {
+    oracle::dice random(47);
+    for (const element_type type : oracle::FACED_TYPES) {
+        const unsigned int F = oracle::faces_of(type);
+        const auto connectivity = oracle::random_mesh(random, type, 51000, 9000);
+        std::map<oracle::face, std::vector<unsigned int>> groups;
+        for (unsigned int e = 0; e < connectivity.cols(); ++e) {
+            const auto faces = oracle::faces_of_column(connectivity.col_data(e), type);
+            for (unsigned int k = 0; k < faces.size(); ++k) groups[least_turn(faces[k])].push_back(e * F + k);
+        }
+        for (const bool flag : {false, true}) {
+            std::vector<unsigned int> expected(std::size_t(F) * connectivity.cols(), NO_ID);
+            for (const auto& [face, codes] : groups) {
+                if (codes.size() < 2 || (codes.size() > 2 && !flag)) continue;
+                expected[codes.front()] = codes.back() / F;
+                for (std::size_t i = 1; i < codes.size(); ++i) expected[codes[i]] = codes.front() / F;
+            }
+            ASSERT_TRUE(neighbors_of(connectivity, type, flag) == expected) << type;
         }
     }
 }

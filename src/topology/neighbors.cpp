@@ -34,8 +34,11 @@ bool same_key(const std::array<unsigned int, N>& a, const std::array<unsigned in
     return difference == 0;
 }
 
+/// Without a branch, which a scattered numbering would make a gamble.
 void sort_pair(unsigned int& a, unsigned int& b) {
-    if (b < a) std::swap(a, b);
+    const unsigned int smaller = std::min(a, b);
+    b = std::max(a, b);
+    a = smaller;
 }
 
 /// The same key for faces that match, and different keys for others; the smallest node comes first, but for
@@ -44,7 +47,7 @@ void sort_pair(unsigned int& a, unsigned int& b) {
 /// What a quadrangle keeps when it is turned or reversed is its two diagonals as unordered pairs. A triangle
 /// in four rows puts NO_ID, which is never below a real node, where no quadrangle has it.
 template <unsigned int N>
-std::array<unsigned int, N> matching_key(std::array<unsigned int, N> face) {
+[[gnu::always_inline]] inline std::array<unsigned int, N> matching_key(std::array<unsigned int, N> face) {
     if constexpr (N == 2) {
         sort_pair(face[0], face[1]);
     } else if constexpr (N == 3) {
@@ -58,10 +61,13 @@ std::array<unsigned int, N> matching_key(std::array<unsigned int, N> face) {
         }
         sort_pair(face[0], face[2]);
         sort_pair(face[1], face[3]);
-        const bool swapped =
-            std::pair(face[1], face[3]) < std::pair(face[0], face[2]) ? face[0] != NO_ID : face[1] == NO_ID;
-        return swapped ? std::array{face[1], face[3], face[0], face[2]}
-                       : std::array{face[0], face[2], face[1], face[3]};
+        // Adding one wraps a diagonal of absent nodes around to the front.
+        const std::uint64_t p = (std::uint64_t(face[0]) << 32 | face[2]) + 1;
+        const std::uint64_t q = (std::uint64_t(face[1]) << 32 | face[3]) + 1;
+        const std::uint64_t first = std::min(p, q) - 1;
+        const std::uint64_t second = std::max(p, q) - 1;
+        return {static_cast<unsigned int>(first >> 32), static_cast<unsigned int>(first),
+                static_cast<unsigned int>(second >> 32), static_cast<unsigned int>(second)};
     }
     return face;
 }
@@ -166,6 +172,16 @@ void sort_into_buckets(ForEach for_each, std::size_t buckets, unsigned int* ends
     for_each([=](std::size_t bucket, const keyed_face<N>& face) { faces[end[bucket]++] = face; });
 }
 
+/// Matches the faces of every bucket that sort_into_buckets left.
+template <unsigned int F, unsigned int N>
+bool match_buckets(bucket_matcher<F, N>& matcher, std::size_t buckets, const unsigned int* ends,
+                   keyed_face<N>* faces) {
+    for (std::size_t b = 0; b < buckets; ++b) {
+        if (!matcher.match(faces + ends[b], faces + ends[b + 1])) return false;
+    }
+    return true;
+}
+
 /// Calls visit(code, nodes) for every face in the order of the codes.
 template <const face_table& Table, typename Visit>
 void for_each_face(const dense2D<unsigned int>& connectivity, Visit visit) {
@@ -203,7 +219,8 @@ unsigned int face_hash(const std::array<unsigned int, N>& face) {
 /// Links all faces through a hash table whose chains lie one behind the other, in the order of the codes. For
 /// IDs of any kind. False when memory runs out.
 template <const face_table& Table>
-bool match_by_hash(const dense2D<unsigned int>& connectivity, bool flag, unsigned int* neighbors) {
+bool match_by_hash(const dense2D<unsigned int>& connectivity, unsigned int /*nodes*/, bool flag,
+                   unsigned int* neighbors) {
     constexpr unsigned int N = Table.face_rows;
     const unsigned int most_faces = connectivity.cols() * Table.faces;
     const unsigned int buckets = bucket_count(most_faces);
@@ -219,10 +236,7 @@ bool match_by_hash(const dense2D<unsigned int>& connectivity, bool flag, unsigne
         },
         buckets, ends.data(), faces.data());
     bucket_matcher<Table.faces, N> matcher(flag, neighbors);
-    for (std::size_t b = 0; b < buckets; ++b) {
-        if (!matcher.match(faces.data() + ends[b], faces.data() + ends[b + 1])) return false;
-    }
-    return true;
+    return match_buckets(matcher, buckets, ends.data(), faces.data());
 }
 
 /// What tells apart faces with the same smallest node: the rest of the key.
@@ -233,33 +247,106 @@ auto behind_smallest(const std::array<unsigned int, N>& key) {
     return rest;
 }
 
+template <unsigned int N>
+constexpr unsigned int REST = N == 1 ? 1 : N - 1;
+
 /// Links all faces by buckets of faces with the same smallest node, which lie close together where the
 /// numbering does. For meshes without absent nodes, whose IDs are below `nodes`. False when memory runs out.
 template <const face_table& Table>
 bool match_by_smallest_node(const dense2D<unsigned int>& connectivity, unsigned int nodes, bool flag,
                             unsigned int* neighbors) {
     constexpr unsigned int N = Table.face_rows;
-    constexpr unsigned int REST = N == 1 ? 1 : N - 1;
+    using face = keyed_face<REST<N>>;
     scratch<unsigned int> ends;
-    scratch<keyed_face<REST>> faces;
+    scratch<face> faces;
     if (!ends.allocate_filled(std::size_t(nodes) + 1, 0x00) ||
         !faces.allocate(std::size_t(connectivity.cols()) * Table.faces)) {
         return false;
     }
-    sort_into_buckets<REST>(
+    sort_into_buckets<REST<N>>(
         [&](auto put) {
             for_each_face<Table>(connectivity,
-                                 [=](unsigned int code, const std::array<unsigned int, N>& face) {
-                                     const auto key = matching_key<N>(face);
-                                     put(key[0], keyed_face<REST>{behind_smallest<N>(key), code});
+                                 [=](unsigned int code, const std::array<unsigned int, N>& corners) {
+                                     const auto key = matching_key<N>(corners);
+                                     put(key[0], face{behind_smallest<N>(key), code});
                                  });
         },
         nodes, ends.data(), faces.data());
-    bucket_matcher<Table.faces, REST> matcher(flag, neighbors);
-    for (std::size_t b = 0; b < nodes; ++b) {
-        if (!matcher.match(faces.data() + ends[b], faces.data() + ends[b + 1])) return false;
+    bucket_matcher<Table.faces, REST<N>> matcher(flag, neighbors);
+    return match_buckets(matcher, nodes, ends.data(), faces.data());
+}
+
+// Fewer elements are matched in the cache whatever their numbering.
+constexpr unsigned int SCATTERED_ELEMENTS = 50000;
+
+// Bytes of faces that a part may have on average, so that its buckets are filled and matched within the
+// cache; and how many parts may be filled side by side.
+constexpr std::uint64_t PART_BYTES = std::uint64_t(256) << 10;
+constexpr std::uint64_t MOST_PARTS = 1024;
+
+/// The same for numberings without locality: the faces are first parted by ranges of smallest nodes.
+template <const face_table& Table>
+bool match_by_node_ranges(const dense2D<unsigned int>& connectivity, unsigned int nodes, bool flag,
+                          unsigned int* neighbors) {
+    constexpr unsigned int N = Table.face_rows;
+    using face = keyed_face<REST<N>>;
+    const std::size_t most_faces = std::size_t(connectivity.cols()) * Table.faces;
+    const std::uint64_t parts_wanted =
+        std::min(most_faces * sizeof(keyed_face<N>) / PART_BYTES + 1, MOST_PARTS);
+    unsigned int shift = 0; // 2^shift nodes make a part
+    while (((nodes - 1) >> shift) + 1 > parts_wanted) ++shift;
+    const std::size_t parts = ((nodes - 1) >> shift) + 1;
+    const std::size_t part_nodes = std::size_t(1) << shift;
+
+    scratch<unsigned int> part_ends;
+    scratch<keyed_face<N>> parted;
+    if (!part_ends.allocate_filled(parts + 1, 0x00) || !parted.allocate(most_faces)) return false;
+    sort_into_buckets<N>(
+        [&](auto put) {
+            for_each_face<Table>(connectivity,
+                                 [=](unsigned int code, const std::array<unsigned int, N>& corners) {
+                                     const auto key = matching_key<N>(corners);
+                                     put(key[0] >> shift, keyed_face<N>{key, code});
+                                 });
+        },
+        parts, part_ends.data(), parted.data());
+
+    unsigned int largest_part = 0;
+    for (std::size_t p = 0; p < parts; ++p)
+        largest_part = std::max(largest_part, part_ends[p + 1] - part_ends[p]);
+    scratch<unsigned int> ends;
+    scratch<face> faces;
+    if (!ends.allocate(part_nodes + 1) || !faces.allocate(largest_part)) return false;
+    bucket_matcher<Table.faces, REST<N>> matcher(flag, neighbors);
+    for (std::size_t p = 0; p < parts; ++p) {
+        std::fill_n(ends.data(), part_nodes + 1, 0u);
+        sort_into_buckets<REST<N>>(
+            [&](auto put) {
+                for (unsigned int i = part_ends[p]; i < part_ends[p + 1]; ++i) {
+                    put(parted[i].key[0] & (part_nodes - 1),
+                        face{behind_smallest<N>(parted[i].key), parted[i].code});
+                }
+            },
+            part_nodes, ends.data(), faces.data());
+        if (!match_buckets(matcher, part_nodes, ends.data(), faces.data())) return false;
     }
     return true;
+}
+
+/// True when elements that follow one another mostly stand far apart in the numbering of the nodes, and there
+/// are more faces than a cache holds.
+bool is_scattered(const dense2D<unsigned int>& connectivity, unsigned int nodes) {
+    constexpr unsigned int SAMPLES = 512;
+    const unsigned int cols = connectivity.cols();
+    if (cols < SCATTERED_ELEMENTS) return false;
+    unsigned int far = 0;
+    for (unsigned int s = 0; s < SAMPLES; ++s) {
+        const auto e = static_cast<unsigned int>(std::uint64_t(s) * (cols - 1) / SAMPLES);
+        const unsigned int a = connectivity(0, e);
+        const unsigned int b = connectivity(0, e + 1);
+        far += static_cast<unsigned int>(std::max(a, b) - std::min(a, b) > nodes / 16);
+    }
+    return far > SAMPLES / 2;
 }
 
 /// The largest ID of a node plus one, 0 when an absent node stands where padding may not.
@@ -284,9 +371,11 @@ int link_faces(const dense2D<unsigned int>& connectivity, bool flag, dense2D<uns
         std::fill_n(neighbors.data(), neighbors.size(), NO_ID);
         const unsigned int nodes = node_bound<Table>(connectivity);
         // Buckets by node must not take more memory than the faces.
-        linked = nodes != 0 && nodes <= std::uint64_t(2) * neighbors.size() + 1024
-                     ? match_by_smallest_node<Table>(connectivity, nodes, flag, neighbors.data())
-                     : match_by_hash<Table>(connectivity, flag, neighbors.data());
+        const bool dense = nodes != 0 && nodes <= std::uint64_t(2) * neighbors.size() + 1024;
+        const auto match = !dense                              ? match_by_hash<Table>
+                           : is_scattered(connectivity, nodes) ? match_by_node_ranges<Table>
+                                                               : match_by_smallest_node<Table>;
+        linked = match(connectivity, nodes, flag, neighbors.data());
     }
     if (linked) return 0;
     neighbors.clear();
