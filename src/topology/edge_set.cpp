@@ -115,21 +115,34 @@ bool edge_set::collect_matrix(const dense2D<unsigned int>& connectivity, const e
     return true;
 }
 
-/// A line holds, behind its counter, the larger nodes of the edges of one smaller node. Unused words, and the
-/// counter, which runs down from NO_ID, are never equal to a node that has a line.
+/// Whether a line has room for a node, now holds it, or held it before.
+enum class edge_set::found { no_room, added, before };
+
+/// A line holds, behind its counter, nodes that have an edge with its own. Unused words, and the counter,
+/// which runs down from NO_ID, are never equal to a node that has a line.
+template <unsigned int Width>
+edge_set::found edge_set::find_or_add(unsigned int owner, unsigned int node) noexcept {
+    unsigned int* line = lines_.data() + std::size_t(owner) * Width;
+    unsigned int held = 0;
+    for (unsigned int i = 0; i < Width; ++i) held |= static_cast<unsigned int>(line[i] == node);
+    if (held != 0) return found::before;
+    const unsigned int used = NO_ID - line[0] + 1;
+    if (used == Width) return found::no_room;
+    line[used] = node;
+    --line[0];
+    return found::added;
+}
+
+/// An edge stands in the line of its smaller node; where that is full, at the hub of many edges, in the line
+/// of the larger one. Lines never lose nodes, so the place of an edge does not change.
 template <unsigned int Width>
 bool edge_set::insert(unsigned int a, unsigned int b) noexcept {
-    const unsigned int larger = std::max(a, b);
+    const auto [smaller, larger] = std::minmax(a, b);
     if (larger >= line_count_) return insert_hashed(a, b);
-    unsigned int* line = lines_.data() + std::size_t(std::min(a, b)) * Width;
-    unsigned int met = 0;
-    for (unsigned int i = 0; i < Width; ++i) met |= static_cast<unsigned int>(line[i] == larger);
-    if (met != 0) return true;
-    const unsigned int used = NO_ID - line[0] + 1;
-    if (used == Width) return insert_hashed(a, b);
-    line[used] = larger;
-    --line[0];
-    edges_[met_++] = {a, b};
+    found result = find_or_add<Width>(smaller, larger);
+    if (result == found::no_room) result = find_or_add<Width>(larger, smaller);
+    if (result == found::no_room) return insert_hashed(a, b);
+    if (result == found::added) edges_[met_++] = {a, b};
     return true;
 }
 

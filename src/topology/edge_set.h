@@ -37,6 +37,9 @@ private:
     template <unsigned int Width>
     [[nodiscard]] bool collect_matrix(const dense2D<unsigned int>& connectivity,
                                       const edge_table& table) noexcept;
+    enum class found;
+    template <unsigned int Width>
+    found find_or_add(unsigned int owner, unsigned int node) noexcept;
     template <unsigned int Width>
     [[nodiscard]] bool insert(unsigned int a, unsigned int b) noexcept;
     [[nodiscard]] bool insert_hashed(unsigned int a, unsigned int b) noexcept;
@@ -46,7 +49,8 @@ private:
     std::size_t excluded_ = 0; ///< how many of the former
     std::size_t met_ = 0;
 
-    scratch<unsigned int> lines_; ///< of Width words per smaller node: a counter, then larger nodes
+    scratch<unsigned int>
+        lines_; ///< of Width words per node: a counter, then nodes with which it has an edge
     unsigned int line_count_ = 0; ///< edges with a node beyond, and those that do not fit a line, are hashed
     scratch<unsigned int> tables_[2]; ///< positions in edges_, open addressing; one of the two is in use
     unsigned int table_ = 0;
