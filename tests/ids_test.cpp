@@ -455,7 +455,7 @@ TEST(GetIDs, RandomElementsAgainstAllPairs) {
     EXPECT_GT(matches, 1000);
 }
 
-TEST(GetIDs, ManyElementsWhoseNodesSumAlike) {
+TEST(GetIDs, ManyElementsWithTheSameNodesOrNodeSum) {
     // All pairs of 700 nodes, given back to front: nearly half a million columns, but few different node
     // sums.
     std::vector<unsigned int> forward, backward;
@@ -469,6 +469,17 @@ TEST(GetIDs, ManyElementsWhoseNodesSumAlike) {
     ASSERT_EQ(get_IDs(matrix_of(2, forward), matrix_of(2, backward), b_in_a, a_in_b, false), 0);
     for (unsigned int j = 0; j < b_in_a.size(); ++j) ASSERT_EQ(b_in_a[j], j);
     ASSERT_TRUE(a_in_b == b_in_a);
+
+    // One quadrangle a hundred thousand times, and the same nodes in another cyclic order: all pairs of them
+    // would take minutes.
+    std::vector<unsigned int> convex, crossed;
+    for (unsigned int j = 0; j < 100000; ++j) {
+        convex.insert(convex.end(), {0, 1, 2, 3});
+        crossed.insert(crossed.end(), {0, 2, 1, 3});
+    }
+    ASSERT_EQ(get_IDs(matrix_of(4, convex), matrix_of(4, crossed), b_in_a, a_in_b, false), 0);
+    ASSERT_TRUE(b_in_a == id_list(100000, NO_ID));
+    ASSERT_TRUE(a_in_b == id_list(100000, NO_ID));
 }
 
 template <unsigned int D>

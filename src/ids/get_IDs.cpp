@@ -14,41 +14,87 @@ void fill_absent(dense1D<unsigned int, 16>& positions, unsigned int n) {
     if (!positions.resize(n, NO_ID)) throw std::bad_alloc();
 }
 
-/// Independent of the order of the entries, so that all rotations of a column share a key. Each entry is
-/// spread over the whole key first: bare sums of neighbouring IDs would meet far too often.
-unsigned int column_key(const unsigned int* column, unsigned int rows) {
-    unsigned int key = 0;
-    for (unsigned int i = 0; i < rows; ++i) key += scatter_bits(column[i]);
-    return key;
+/// Writes the form in which a column is compared. An oriented column is its own. Any other has two readings
+/// that lead with its largest entry, forwards from the first such entry and backwards from the last; each of
+/// the two has the other as its reverse reading, so the lesser stands for both.
+void write_form(const unsigned int* column, unsigned int rows, bool oriented, unsigned int* form) {
+    if (oriented || rows == 0) {
+        std::copy_n(column, rows, form);
+        return;
+    }
+    unsigned int first = 0;
+    unsigned int last = 0;
+    for (unsigned int i = 1; i < rows; ++i) {
+        if (column[i] > column[first]) first = i;
+        if (column[i] >= column[last]) last = i;
+    }
+    const auto after = [rows](unsigned int i) { return i + 1 == rows ? 0 : i + 1; };
+    const auto before = [rows](unsigned int i) { return i == 0 ? rows - 1 : i - 1; };
+    unsigned int f = first;
+    unsigned int b = last;
+    for (unsigned int k = 1; k < rows && column[f] == column[b]; ++k) {
+        f = after(f);
+        b = before(b);
+    }
+    const bool forwards = column[f] <= column[b];
+    unsigned int at = forwards ? first : last;
+    for (unsigned int k = 0; k < rows; ++k) {
+        form[k] = column[at];
+        at = forwards ? after(at) : before(at);
+    }
 }
 
-void turn_to_largest(unsigned int* column, unsigned int rows) {
-    std::rotate(column, std::max_element(column, column + rows), column + rows);
-}
-
-/// The columns of a matrix chained by key, each chain in increasing column order.
+/// Finds columns by their form. Of columns of one form only the first is entered: however often an element is
+/// repeated, chains stay short.
 class column_table {
 public:
-    explicit column_table(const dense2D<unsigned int>& columns) {
+    column_table(const dense2D<unsigned int>& columns, bool oriented) : rows_(columns.rows()) {
         const unsigned int n = columns.cols();
         mask_ = std::bit_ceil(std::size_t(n) + 1) - 1;
-        if (!heads_.allocate_filled(mask_ + 1, 0xFF) || !next_.allocate(n)) throw std::bad_alloc();
-        for (unsigned int j = n; j-- > 0;) {
-            unsigned int& head = heads_[bucket(column_key(columns.col_data(j), columns.rows()))];
-            next_[j] = head;
+        if (!forms_.allocate(std::size_t(n) * rows_) || !heads_.allocate_filled(mask_ + 1, 0xFF) ||
+            !links_.allocate(n))
+            throw std::bad_alloc();
+        for (unsigned int j = 0; j < n; ++j) {
+            unsigned int* const form = forms_.data() + std::size_t(j) * rows_;
+            write_form(columns.col_data(j), rows_, oriented, form);
+            const unsigned int key = key_of(form);
+            unsigned int& head = heads_[key & mask_];
+            if (find_in_chain(head, key, form) != NO_ID) continue;
+            links_[j] = {key, head};
             head = j;
         }
     }
 
-    unsigned int first(unsigned int key) const { return heads_[bucket(key)]; }
-    unsigned int next(unsigned int column) const { return next_[column]; }
+    /// The first column of the form; NO_ID when there is none.
+    unsigned int find(const unsigned int* form) const {
+        const unsigned int key = key_of(form);
+        return find_in_chain(heads_[key & mask_], key, form);
+    }
 
 private:
-    std::size_t bucket(unsigned int key) const { return scatter_bits(key) & mask_; }
+    /// The key spares most looks at the forms of other columns, which lie anywhere.
+    struct link {
+        unsigned int key, next;
+    };
 
+    unsigned int key_of(const unsigned int* form) const {
+        unsigned int key = 0;
+        for (unsigned int i = 0; i < rows_; ++i) key = scatter_bits(key ^ form[i]);
+        return key;
+    }
+
+    unsigned int find_in_chain(unsigned int j, unsigned int key, const unsigned int* form) const {
+        while (j != NO_ID && (links_[j].key != key ||
+                              !std::equal(form, form + rows_, forms_.data() + std::size_t(j) * rows_)))
+            j = links_[j].next;
+        return j;
+    }
+
+    scratch<unsigned int> forms_;
     scratch<unsigned int> heads_;
-    scratch<unsigned int> next_;
+    scratch<link> links_;
     std::size_t mask_ = 0;
+    unsigned int rows_;
 };
 
 } // namespace
@@ -85,27 +131,12 @@ int get_IDs(const dense2D<unsigned int>& A, const dense2D<unsigned int>& B, dens
     fill_absent(B_in_A, b.cols());
     fill_absent(A_in_B, a.cols());
 
-    const unsigned int rows = a.rows();
-    const column_table columns_of_A(a);
-    scratch<unsigned int> buffer;
-    if (!buffer.allocate(2 * std::size_t(rows))) throw std::bad_alloc();
-    unsigned int* const sought = buffer.data();
-    unsigned int* const candidate = sought + rows;
-
-    const auto same = [&](const unsigned int* column) {
-        if (oriented) return std::equal(column, column + rows, sought);
-        std::copy_n(column, rows, candidate);
-        turn_to_largest(candidate, rows);
-        if (std::equal(candidate, candidate + rows, sought)) return true;
-        std::reverse(candidate, candidate + rows);
-        turn_to_largest(candidate, rows);
-        return std::equal(candidate, candidate + rows, sought);
-    };
+    const column_table columns_of_A(a, oriented);
+    scratch<unsigned int> form;
+    if (!form.allocate(b.rows())) throw std::bad_alloc();
     for (unsigned int j = 0; j < b.cols(); ++j) {
-        std::copy_n(b.col_data(j), rows, sought);
-        if (!oriented) turn_to_largest(sought, rows);
-        unsigned int i = columns_of_A.first(column_key(sought, rows));
-        while (i != NO_ID && !same(a.col_data(i))) i = columns_of_A.next(i);
+        write_form(b.col_data(j), b.rows(), oriented, form.data());
+        const unsigned int i = columns_of_A.find(form.data());
         if (i == NO_ID) continue;
         B_in_A[j] = i;
         A_in_B[i] = j;
