@@ -115,7 +115,10 @@ inline bool same_cycle(const face& a, face b) {
     return false;
 }
 
-inline bool match(face a, face b) {
+inline bool match(const face& first, const face& second) {
+    if (!std::is_permutation(first.begin(), first.end(), second.begin())) return false;
+    face a = first;
+    face b = second;
     if (a.size() == 4 && (a[3] == NO_ID || b[3] == NO_ID)) {
         if (a[3] != b[3]) return false;
         a.pop_back();

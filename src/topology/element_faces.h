@@ -37,23 +37,24 @@ inline constexpr shape_faces HEXAHEDRON_FACES{
 /// How the elements of one type are cut into faces.
 struct face_table {
     element_type type;
-    unsigned int rows;            ///< of a connectivity
-    unsigned int faces;           ///< slots per element, the F of face codes e * F + k
-    unsigned int face_rows;       ///< nodes of a face, shorter faces padded with NO_ID
+    unsigned int rows;      ///< of a connectivity
+    unsigned int faces;     ///< slots per element, the F of face codes e * F + k
+    unsigned int face_rows; ///< nodes of a face, shorter faces padded with NO_ID
+    unsigned int shape_count;
     const shape_faces* shapes[4]; ///< the shapes a column may have, fewest corners first
 };
 
-inline constexpr face_table EDGE2_TABLE{ELEM_EDGE2, 2, 2, 1, {&EDGE_FACES}};
-inline constexpr face_table TRIA3_TABLE{ELEM_TRIA3, 3, 3, 2, {&TRIANGLE_FACES}};
-inline constexpr face_table QUAD4_TABLE{ELEM_QUAD4, 4, 4, 2, {&QUADRANGLE_FACES}};
+inline constexpr face_table EDGE2_TABLE{ELEM_EDGE2, 2, 2, 1, 1, {&EDGE_FACES}};
+inline constexpr face_table TRIA3_TABLE{ELEM_TRIA3, 3, 3, 2, 1, {&TRIANGLE_FACES}};
+inline constexpr face_table QUAD4_TABLE{ELEM_QUAD4, 4, 4, 2, 1, {&QUADRANGLE_FACES}};
 inline constexpr face_table FACE_MIX_TABLE{
-    ELEM_FACE_MIX, 4, 4, 2, {&OPEN_QUADRANGLE_FACES, &TRIANGLE_FACES, &QUADRANGLE_FACES}};
-inline constexpr face_table TETRA4_TABLE{ELEM_TETRA4, 4, 4, 3, {&TETRAHEDRON_FACES}};
-inline constexpr face_table PYRAMID5_TABLE{ELEM_PYRAMID5, 5, 5, 4, {&PYRAMID_FACES}};
-inline constexpr face_table WEDGE6_TABLE{ELEM_WEDGE6, 6, 5, 4, {&WEDGE_FACES}};
-inline constexpr face_table HEXA8_TABLE{ELEM_HEXA8, 8, 6, 4, {&HEXAHEDRON_FACES}};
+    ELEM_FACE_MIX, 4, 4, 2, 3, {&OPEN_QUADRANGLE_FACES, &TRIANGLE_FACES, &QUADRANGLE_FACES}};
+inline constexpr face_table TETRA4_TABLE{ELEM_TETRA4, 4, 4, 3, 1, {&TETRAHEDRON_FACES}};
+inline constexpr face_table PYRAMID5_TABLE{ELEM_PYRAMID5, 5, 5, 4, 1, {&PYRAMID_FACES}};
+inline constexpr face_table WEDGE6_TABLE{ELEM_WEDGE6, 6, 5, 4, 1, {&WEDGE_FACES}};
+inline constexpr face_table HEXA8_TABLE{ELEM_HEXA8, 8, 6, 4, 1, {&HEXAHEDRON_FACES}};
 inline constexpr face_table SOLID_MIX_TABLE{
-    ELEM_SOLID_MIX, 8, 6, 4, {&TETRAHEDRON_FACES, &PYRAMID_FACES, &WEDGE_FACES, &HEXAHEDRON_FACES}};
+    ELEM_SOLID_MIX, 8, 6, 4, 4, {&TETRAHEDRON_FACES, &PYRAMID_FACES, &WEDGE_FACES, &HEXAHEDRON_FACES}};
 
 inline constexpr const face_table* FACE_TABLES[] = {&EDGE2_TABLE,    &TRIA3_TABLE,  &QUAD4_TABLE,
                                                     &FACE_MIX_TABLE, &TETRA4_TABLE, &PYRAMID5_TABLE,
@@ -83,7 +84,7 @@ constexpr bool ends_with(const shape_faces& shape, const face_table& table,
 /// The shape of a column: the first that the column ends with, else the largest.
 constexpr const shape_faces& shape_of(const face_table& table, const unsigned int* column) noexcept {
     unsigned int s = 0;
-    while (s < 3 && table.shapes[s + 1] != nullptr && !ends_with(*table.shapes[s], table, column)) ++s;
+    while (s + 1 < table.shape_count && !ends_with(*table.shapes[s], table, column)) ++s;
     return *table.shapes[s];
 }
 
@@ -101,7 +102,7 @@ constexpr std::array<unsigned int, Rows> face_nodes(const shape_faces& shape, un
 template <const face_table& Table, unsigned int S = 0, typename Visit>
 void for_each_face_of(const unsigned int* column, Visit visit) {
     static constexpr const shape_faces& SHAPE = *Table.shapes[S];
-    if constexpr (S < 3 && Table.shapes[S + 1] != nullptr) {
+    if constexpr (S + 1 < Table.shape_count) {
         if (!ends_with(SHAPE, Table, column)) return for_each_face_of<Table, S + 1>(column, visit);
     }
     [&]<unsigned int... K>(std::integer_sequence<unsigned int, K...>) {

@@ -352,7 +352,7 @@ bool is_scattered(const dense2D<unsigned int>& connectivity, unsigned int nodes)
 /// The largest ID of a node plus one, 0 when an absent node stands where padding may not.
 template <const face_table& Table>
 unsigned int node_bound(const dense2D<unsigned int>& connectivity) {
-    constexpr bool PADDED = Table.shapes[1] != nullptr;
+    constexpr bool PADDED = Table.shape_count > 1;
     if constexpr (PADDED) return max_ID(connectivity) + 1;
     unsigned int largest = 0;
     all_runs(connectivity, [&largest](const unsigned int* ids, std::size_t n) {
