@@ -288,6 +288,20 @@ TEST(STL_input, gives_the_mesh_of_the_literal_steps) {
     }
 }
 
+TEST(STL_input, tells_nodes_apart_that_are_one_in_single_precision) {
+    std::mt19937 random(6);
+    for (int i = 0; i < 300; ++i) {
+        soup facets(1 + random() % 40);
+        const double step = std::pow(10.0, -double(random() % 17)), origin = double(random() % 3);
+        for (corners& c : facets) {
+            for (double& x : c) x = origin + step * double(random() % 4);
+        }
+        if (i % 10 == 0) facets[0][random() % 9] = random() % 2 ? 1e39 : 2e39;
+        expect_reads_as(literal_ascii(facets, "%.17g"), facets);
+        if (HasFatalFailure()) FAIL() << "soup " << i;
+    }
+}
+
 TEST(STL_input, reads_more_than_one_slice) {
     soup facets = height_field(230); // 105800 facets
     expect_reads_as(literal_binary(facets), facets);

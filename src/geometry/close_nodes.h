@@ -22,6 +22,11 @@ struct node_positions {
     }
 };
 
+/// Infinity times zero is NaN, so one comparison tests all three.
+inline bool finite(const point& p) noexcept {
+    return p.x * 0.0 + p.y * 0.0 + p.z * 0.0 == 0.0;
+}
+
 inline double distance(const point& p, const point& q) noexcept {
     const double dx = q.x - p.x;
     const double dy = q.y - p.y;

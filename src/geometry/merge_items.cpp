@@ -25,11 +25,6 @@ std::uint64_t mix(std::uint64_t x, std::uint64_t y, std::uint64_t z) noexcept {
     return mix(x * 0x9E3779B97F4A7C15u + y * 0xC2B2AE3D27D4EB4Fu + z * 0x165667B19E3779F9u);
 }
 
-/// Infinity times zero is NaN, so one comparison tests all three.
-bool finite(const point& p) noexcept {
-    return p.x * 0.0 + p.y * 0.0 + p.z * 0.0 == 0.0;
-}
-
 bool not_a_number(const point& p) noexcept {
     return std::isnan(p.x) || std::isnan(p.y) || std::isnan(p.z);
 }

@@ -1,6 +1,9 @@
 #include "io/facet_mesh.h"
 
+#include "geometry/crowded_nodes.h"
+
 #include <plexo/geometry.h>
+#include <plexo/ids.h>
 
 #include <algorithm>
 #include <bit>
@@ -74,26 +77,22 @@ constexpr std::size_t LARGEST_TABLE = std::size_t(1) << 32; // slots are found b
 
 } // namespace
 
+// The points are all there is to enter, so the smaller table goes before the larger one comes.
 bool point_table::rehash(std::size_t slots) {
-    slots = std::bit_ceil(std::max(slots, SMALLEST_TABLE));
     if (slots > LARGEST_TABLE) return false;
     if (recent_.size() == 0 && !recent_.allocate_filled(RECENT, 0xff)) return false;
-    scratch<slot> larger;
-    if (!larger.allocate_filled(slots, 0xff)) return false;
-    const auto shift = unsigned(32 - std::countr_zero(slots));
-    for (std::size_t i = 0; i < slots_.size(); ++i) {
-        if (slots_[i].column == NO_ID) continue;
-        std::size_t at = slots_[i].hash >> shift;
-        while (larger[at].column != NO_ID) at = (at + 1) & (slots - 1);
-        larger[at] = slots_[i];
+    if (!slots_.allocate_filled(slots, 0xff)) return false;
+    shift_ = unsigned(32 - std::countr_zero(slots));
+    for (unsigned int column = 0; column < points_.cols(); ++column) {
+        const double* const xyz = points_.col_data(column);
+        if (is_finite(xyz)) slots_[free_slot(hash_of(xyz))] = rounded(xyz, column);
     }
-    slots_.swap(larger);
-    shift_ = shift;
     return true;
 }
 
 bool point_table::reserve(std::size_t n) {
-    return 2 * n <= slots_.size() || rehash(2 * n);
+    // at most three quarters full
+    return 4 * n <= 3 * slots_.size() || rehash(std::bit_ceil(std::max(n + n / 3 + 1, SMALLEST_TABLE)));
 }
 
 bool point_table::add(const double* xyz, unsigned int& column) {
@@ -101,19 +100,30 @@ bool point_table::add(const double* xyz, unsigned int& column) {
     return points_.push_back_col(xyz);
 }
 
-// Finds or adds a point in the table proper.
-bool point_table::search(const double* xyz, std::uint32_t hash, unsigned int& column) {
+inline bool point_table::holds(const slot& s, const double* xyz) const {
+    const bool alike = (s.x == float(xyz[0])) & (s.y == float(xyz[1])) & (s.z == float(xyz[2]));
+    return alike && (single_precision_ || equal(points_.col_data(s.column), xyz));
+}
+
+std::size_t point_table::free_slot(std::uint32_t hash) const {
+    std::size_t at = hash >> shift_;
+    while (slots_[at].column != NO_ID) at = (at + 1) & (slots_.size() - 1);
+    return at;
+}
+
+// Finds or adds a finite point in the table proper.
+inline bool point_table::search(const double* xyz, std::uint32_t hash, unsigned int& column) {
     slot* const slots = slots_.data();
     const std::size_t mask = slots_.size() - 1;
     std::size_t at = hash >> shift_;
     for (; slots[at].column != NO_ID; at = (at + 1) & mask) {
-        if (slots[at].hash == hash && equal(points_.col_data(slots[at].column), xyz)) {
+        if (holds(slots[at], xyz)) {
             column = slots[at].column;
             return true;
         }
     }
     if (!add(xyz, column)) return false;
-    slots[at] = {hash, column};
+    slots[at] = rounded(xyz, column);
     ++used_;
     return true;
 }
@@ -121,33 +131,30 @@ bool point_table::search(const double* xyz, std::uint32_t hash, unsigned int& co
 bool point_table::find_or_add(const double* xyz, std::size_t count, unsigned int* columns) {
     constexpr std::size_t SIDE_BY_SIDE = 64;
     std::uint32_t hashes[SIDE_BY_SIDE];
+    std::uint32_t misses[SIDE_BY_SIDE]; // the points that are not among the recent ones
     while (count != 0) {
         const std::size_t n = std::min(count, SIDE_BY_SIDE);
         if (!reserve(used_ + n)) return false;
+        std::size_t missing = 0;
         for (std::size_t i = 0; i < n; ++i) {
             hashes[i] = hash_of(xyz + 3 * i);
-            if (recent_[hashes[i] % RECENT].hash != hashes[i])
-                __builtin_prefetch(&slots_[hashes[i] >> shift_], 1);
-        }
-        for (std::size_t i = 0; i < n; ++i) {
-            if (recent_[hashes[i] % RECENT].hash == hashes[i]) continue;
-            const slot& first = slots_[hashes[i] >> shift_];
-            if (first.column != NO_ID) __builtin_prefetch(points_.col_data(first.column));
-        }
-        for (std::size_t i = 0; i < n; ++i) {
-            const double* const point = xyz + 3 * i;
-            slot& recent = recent_[hashes[i] % RECENT];
-            if (recent.hash == hashes[i] && recent.column != NO_ID &&
-                equal(points_.col_data(recent.column), point)) {
+            const slot& recent = recent_[hashes[i] % RECENT];
+            if (holds(recent, xyz + 3 * i)) {
                 columns[i] = recent.column;
-                continue;
+            } else {
+                misses[missing++] = std::uint32_t(i);
+                __builtin_prefetch(&slots_[hashes[i] >> shift_], 1);
             }
+        }
+        for (std::size_t k = 0; k < missing; ++k) {
+            const std::size_t i = misses[k];
+            const double* const point = xyz + 3 * i;
             if (!is_finite(point)) {
                 if (!add(point, columns[i])) return false;
                 continue;
             }
             if (!search(point, hashes[i], columns[i])) return false;
-            recent = {hashes[i], columns[i]};
+            recent_[hashes[i] % RECENT] = rounded(point, columns[i]);
         }
         xyz += 3 * n;
         columns += n;
@@ -209,11 +216,22 @@ bool facet_mesh::merge_equal_points() {
     return table_.find_or_add(unmerged.data(), unmerged.cols(), connectM_.data());
 }
 
+// The facets name the points in increasing order, which the list of crowded ones keeps.
+int facet_mesh::merge_close_points() {
+    const double tol = 0.05 * smallest_height_;
+    dense1D<unsigned int, 16> crowded, new_IDs;
+    if (!list_crowded_nodes(points_, tol, crowded)) return -199;
+    if (crowded.empty()) return 0;
+    const int merged = merge(points_, crowded, new_IDs, tol);
+    if (merged > 0) change_indices(connectM_, new_IDs);
+    return merged;
+}
+
 int facet_mesh::finish(dense2D<double>& pos, dense2D<unsigned int>& connectM) {
     table_.release();
     if (!connectM_.resize(3, unsigned(triangles_))) return -199;
     if (merging_) {
-        int result = merge(points_, connectM_, 0.05 * smallest_height_, 0);
+        int result = merge_close_points();
         if (result < 0) return result;
         dense1D<unsigned int, 16> new_IDs;
         result = remove_degenerated(connectM_, new_IDs, false);

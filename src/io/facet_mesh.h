@@ -19,7 +19,9 @@ using facet = std::array<double, 9>;
 /// finite is equal to none, because its distance to itself is not zero.
 class point_table {
 public:
-    explicit point_table(dense2D<double>& points) : points_(points) {}
+    /// With `single_precision` all coordinates are floats, and a search need not look at the matrix.
+    point_table(dense2D<double>& points, bool single_precision)
+        : points_(points), single_precision_(single_precision) {}
 
     /// Makes room for n points; false when memory runs out.
     bool reserve(std::size_t n);
@@ -30,18 +32,26 @@ public:
     void release();
 
 private:
+    /// A point rounded to floats, which tell nearly all others apart. In a free slot every byte is 0xff: NaN,
+    /// which equals nothing, and NO_ID.
     struct slot {
-        std::uint32_t hash;
-        std::uint32_t column; ///< NO_ID: free
+        float x, y, z;
+        std::uint32_t column;
     };
+    static slot rounded(const double* xyz, unsigned int column) {
+        return {float(xyz[0]), float(xyz[1]), float(xyz[2]), column};
+    }
 
-    static constexpr std::size_t RECENT = 4096; // few enough to stay in the nearest cache
+    static constexpr std::size_t RECENT = 4096; // few enough to stay in a near cache
 
     bool rehash(std::size_t slots);
     bool add(const double* xyz, unsigned int& column);
+    bool holds(const slot& s, const double* xyz) const;
+    std::size_t free_slot(std::uint32_t hash) const;
     bool search(const double* xyz, std::uint32_t hash, unsigned int& column);
 
     dense2D<double>& points_;
+    bool single_precision_;
     scratch<slot> slots_;
     scratch<slot>
         recent_; ///< by the lowest bits of the hash: facets in file order ask for the same points soon
@@ -58,6 +68,8 @@ private:
 /// later steps see of a node are its coordinates and its place in the order of first appearance.
 class facet_mesh {
 public:
+    /// With `single_precision` every coordinate to come is a float.
+    explicit facet_mesh(bool single_precision) : table_(points_, single_precision) {}
     /// Room for that many facets; false when memory runs out.
     bool reserve(std::size_t facets);
     /// Appends facets; false when memory runs out.
@@ -69,11 +81,12 @@ public:
 private:
     bool add_unmerged(const facet* facets, std::size_t count);
     bool merge_equal_points();
+    int merge_close_points();
 
     dense2D<double> points_{3, 0};
     dense2D<unsigned int> connectM_{3, 0}; ///< its columns are room; triangles_ of them are filled
     std::size_t triangles_ = 0;
-    point_table table_{points_};
+    point_table table_;
     double smallest_height_ = std::numeric_limits<double>::max();
     bool merging_ = false; ///< equal points share a column: since the first positive height
 };

@@ -91,7 +91,7 @@ int read_ascii(const char* path, dense2D<double>& pos, dense2D<unsigned int>& co
     std::string_view line;
     if (!lines.next(line) || !contains(line, "solid")) return -2;
 
-    facet_mesh mesh;
+    facet_mesh mesh(false);
     facet batch[BATCH];
     std::size_t pending = 0;
     for (;;) {
@@ -133,7 +133,7 @@ int read_binary(const char* path, dense2D<double>& pos, dense2D<unsigned int>& c
     if (ahead && facets > *ahead) return -3; // the read that falls short, before anything is allocated for it
 
     constexpr std::size_t SLICE = 20000; // facets, a megabyte
-    facet_mesh mesh;
+    facet_mesh mesh(true);
     scratch<char> slice;
     if (!slice.allocate(SLICE * stl::FACET_SIZE)) return -199;
     if (!mesh.reserve(ahead ? facets : std::min(facets, SLICE))) return -199;
