@@ -109,7 +109,12 @@ const std::map<std::string, reader> READERS = {{".stl", read_stl},     {".obj", 
 // ---------------------------------------------------------------- what a format takes
 
 /// The type as which a format takes each type; ELEM_NONE where it takes it in no form.
-using type_table = std::array<element_type, ELEMENT_TYPE_COUNT>;
+struct type_table {
+    element_type entries[ELEMENT_TYPE_COUNT];
+
+    constexpr element_type& operator[](int type) { return entries[type]; }
+    constexpr element_type operator[](int type) const { return entries[type]; }
+};
 
 constexpr type_table all_types() {
     type_table table{};

@@ -18,8 +18,8 @@ using namespace io;
 constexpr auto FEMAP_TYPES = [] {
     std::array<element_type, 13> types{};
     for (int type = 0; type < ELEMENT_TYPE_COUNT; ++type) {
-        if (FEMAP_TOPOLOGIES[type] != NO_TOPOLOGY)
-            types[FEMAP_TOPOLOGIES[type]] = static_cast<element_type>(type);
+        const int topology = FEMAP_TOPOLOGIES[type];
+        if (topology != NO_TOPOLOGY) types[std::size_t(topology)] = static_cast<element_type>(type);
     }
     return types;
 }();

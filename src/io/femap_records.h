@@ -6,9 +6,9 @@ namespace qv7::plexo::io {
 
 /// Topology codes of the element types; NO_TOPOLOGY for those that have none.
 inline constexpr int NO_TOPOLOGY = -1;
-inline constexpr std::array<int, ELEMENT_TYPE_COUNT> FEMAP_TOPOLOGIES = [] {
-    std::array<int, ELEMENT_TYPE_COUNT> topologies{};
-    topologies.fill(NO_TOPOLOGY);
+inline constexpr type_table<int> FEMAP_TOPOLOGIES = [] {
+    type_table<int> topologies{};
+    for (int& topology : topologies.entries) topology = NO_TOPOLOGY;
     topologies[ELEM_EDGE2] = 0;
     topologies[ELEM_EDGE3] = 1;
     topologies[ELEM_TRIA3] = 2;

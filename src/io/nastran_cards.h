@@ -23,9 +23,8 @@ inline constexpr node_orders NASTRAN_ORDERS = [] {
 
 inline constexpr place_orders NASTRAN_PLACES = inverses(NASTRAN_ORDERS);
 
-inline constexpr std::array<std::string_view, ELEMENT_TYPE_COUNT> NASTRAN_KEYWORDS = [] {
-    std::array<std::string_view, ELEMENT_TYPE_COUNT> keywords;
-    keywords.fill("");
+inline constexpr type_table<std::string_view> NASTRAN_KEYWORDS = [] {
+    type_table<std::string_view> keywords{};
     keywords[ELEM_EDGE2] = "CBAR";
     keywords[ELEM_TRIA3] = "CTRIA3";
     keywords[ELEM_QUAD4] = "CQUAD4";

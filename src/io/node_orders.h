@@ -1,6 +1,6 @@
 #pragma once
 
-#include <plexo/containers/element_type.h>
+#include "io/type_table.h"
 
 #include <array>
 
@@ -48,8 +48,8 @@ constexpr place_order inverse(const node_order& order) {
     return inverse;
 }
 
-using node_orders = std::array<node_order, ELEMENT_TYPE_COUNT>;
-using place_orders = std::array<place_order, ELEMENT_TYPE_COUNT>;
+using node_orders = type_table<node_order>;
+using place_orders = type_table<place_order>;
 
 constexpr place_orders inverses(const node_orders& orders) {
     place_orders all{};
