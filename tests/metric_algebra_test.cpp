@@ -229,6 +229,12 @@ TYPED_TEST(MetricAlgebra, ValidityAgreesWithTheSmallestEigenvalue) {
     EXPECT_FALSE(is_valid_metric(flat));
     flat(N - 1, N - 1) = 5e-324;
     EXPECT_TRUE(is_valid_metric(flat));
+    const int direction[3] = {1, -3, -2}; // of rank 1, where rounding may raise an eigenvalue above 0
+    symmetric_fixed<double, N> line;
+    for (unsigned int j = 0; j < N; ++j) {
+        for (unsigned int i = 0; i <= j; ++i) line(i, j) = direction[i] * direction[j];
+    }
+    EXPECT_FALSE(is_valid_metric(line));
 }
 
 TEST(MetricAlgebra2D, Validity) {

@@ -156,8 +156,8 @@ PLEXO_API int bound_metric_gradation(const dense2D<double>& pos, const dense2D<u
 /// with the larger size along an edge is intersected with the other end's, scaled so that its size along the
 /// edge grows by what the bound allows, until nothing changes. Sizes never grow in any direction. Invalid
 /// metrics, and the edges at them, are passed over. A sweep from small sizes to large, expected O(E log V) as
-/// hardly any node comes up more than a few times; after 64 rounds, which only bounds below the rounding of
-/// the metrics reach, and for max_shock = 0 at once, every region that still exceeds the bound gets the
+/// hardly any node comes up more than a few times; a connected region that still exceeds the bound after 64
+/// rounds, which only bounds below the rounding of the metrics reach, and for max_shock = 0 at once, gets the
 /// intersection of all its metrics. Results as above; -3 not one metric of 3 rows (2-D) or 6 (3-D) per node.
 PLEXO_API int bound_metric_gradation(const dense2D<double>& pos, const dense2D<unsigned int>& edges,
                                      dense2D<double>& metrics, double max_shock);

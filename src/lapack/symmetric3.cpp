@@ -206,10 +206,11 @@ bool solve_in_closed_form(const symmetric3& M, pair* pairs) {
     const double mean = 0.5 * (uu + ww), difference = 0.5 * (uu - ww);
     const double radius = std::sqrt(difference * difference + uw * uw);
     // Half the angle of (difference, uw), from the larger of its cosine and sine; any angle when there is
-    // none.
-    const double cosine_of_angle = radius > 0 ? std::abs(difference) / radius : 1;
+    // none, or none whose squares keep their digits.
+    const bool has_angle = radius > 1e-140;
+    const double cosine_of_angle = has_angle ? std::abs(difference) / radius : 1;
     const double larger = std::sqrt(0.5 + 0.5 * cosine_of_angle);
-    const double smaller = radius > 0 ? 0.5 * uw / (radius * larger) : 0;
+    const double smaller = has_angle ? 0.5 * uw / (radius * larger) : 0;
     const double of_u = difference >= 0 ? larger : smaller;
     const double of_w = difference >= 0 ? smaller : larger;
     const double scale = power_of_two_that_scales(to_unit);

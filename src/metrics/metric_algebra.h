@@ -40,14 +40,14 @@ enum class definiteness { positive, not_positive, uncertain };
 /// The definiteness of M from its principal minors, where these stand out from the products that they are the
 /// difference of by a thousand times their rounding error, whatever the scales of the axes. With all minors
 /// of order 2 positive no term of the determinant exceeds twice the product of the diagonal, so one margin
-/// serves all.
+/// serves all. A minor of exactly 0 is taken at its word: eigenvalues would only show its rounding.
 template <unsigned int N>
 definiteness definiteness_by_minors(const symmetric_fixed<double, N>& M) {
     constexpr double margin = 1e-12;
     const auto compare = [](double minor, double product) {
-        return minor > margin * product    ? definiteness::positive
-               : minor < -margin * product ? definiteness::not_positive
-                                           : definiteness::uncertain;
+        if (minor > margin * product) return definiteness::positive;
+        if (minor < -margin * product || minor == 0) return definiteness::not_positive;
+        return definiteness::uncertain;
     };
     for (unsigned int i = 0; i < N; ++i) {
         if (!(M(i, i) > 0)) return definiteness::not_positive;

@@ -150,24 +150,15 @@ public:
             set(node, load_metric<N>(metrics.col_data(node)));
             valid[node] = is_valid_metric(metric_[node]);
         }
-        queue_exceeded(edges, valid.data());
-        if (queue_.empty()) return 0;
+        if (!is_any_exceeded(edges, valid.data())) return 0;
 
-        if (!graph_.build(edges, n, valid.data())) return -199;
-        // Hardly any node is visited more than a few times. Only where the bound asks for less than the
-        // rounding of metrics can show, so that equal metrics are the answer, would the sweep not end by
-        // itself.
-        const std::uint64_t most_visits = growth_ > 0 ? 64 * std::uint64_t(n) : 0;
-        for (std::uint64_t visit = 0; visit < most_visits && !queue_.empty(); ++visit) {
-            shrink_neighbors(queue_.take());
-            if (queue_.empty()) {
-                // An edge that held may have been lost again to the rounding of a later step at its end
-                // nodes.
-                queue_exceeded(edges, valid.data());
-                visit += n;
-            }
+        scratch<unsigned char> reached;
+        if (!graph_.build(edges, n, valid.data()) || !reached.allocate_filled(n, 0) || !region_.allocate(n)) {
+            return -199;
         }
-        if (!queue_.empty() && !level_regions(n)) return -199;
+        for (unsigned int node = 0; node < n; ++node) {
+            if (valid[node] && !reached[node]) shrink_region(collect_region(node, reached));
+        }
 
         int changed = 0;
         for (unsigned int node = 0; node < n; ++node) {
@@ -192,14 +183,27 @@ private:
         return sizes_along_edge<N>(metric_[a].data(), metric_[b].data(), v, sizes);
     }
 
-    /// Queues the node with the smaller size of every edge along which the sizes differ too much.
-    void queue_exceeded(const dense2D<unsigned int>& edges, const unsigned char* valid) {
-        edge_graph::for_each_edge(edges, valid, [this](unsigned int a, unsigned int b) {
+    bool is_any_exceeded(const dense2D<unsigned int>& edges, const unsigned char* valid) const {
+        bool any = false;
+        edge_graph::for_each_edge(edges, valid, [&any, this](unsigned int a, unsigned int b) {
             end_sizes sizes;
-            if (!sizes_along(a, b, sizes)) return;
-            if (is_exceeded(sizes.a, sizes.b)) queue_.put(a);
-            if (is_exceeded(sizes.b, sizes.a)) queue_.put(b);
+            if (any || !sizes_along(a, b, sizes)) return;
+            any = is_exceeded(sizes.a, sizes.b) || is_exceeded(sizes.b, sizes.a);
         });
+        return any;
+    }
+
+    /// Queues every node of the region along one of whose edges the other size is too much larger.
+    void queue_exceeded(unsigned int region_size) {
+        for (unsigned int k = 0; k < region_size; ++k) {
+            const unsigned int node = region_[k];
+            for (const unsigned int* other = graph_.begin(node); other != graph_.end(node); ++other) {
+                end_sizes sizes;
+                if (!sizes_along(node, *other, sizes) || !is_exceeded(sizes.a, sizes.b)) continue;
+                queue_.put(node);
+                break;
+            }
+        }
     }
 
     bool is_exceeded(double size, double other_size) const { return other_size - size > limit_; }
@@ -227,39 +231,50 @@ private:
         return false;
     }
 
-    /// Gives every region that still has a node in the queue one metric, the intersection of all its nodes'.
-    /// False when memory runs out.
-    bool level_regions(unsigned int n) {
-        scratch<unsigned char> reached;
-        scratch<unsigned int> region;
-        if (!reached.allocate_filled(n, 0) || !region.allocate(n)) return false;
-        while (!queue_.empty()) {
-            const unsigned int seed = queue_.take();
-            if (reached[seed]) continue;
-            const unsigned int size = collect_region(seed, reached, region);
-            std::sort(region.data(), region.data() + size); // independent of the order of the edges
-            metric common = metric_[region[0]];
-            for (unsigned int k = 1; k < size; ++k) common = intersection(common, metric_[region[k]]);
-            for (unsigned int k = 0; k < size; ++k) set(region[k], common);
+    /// Shrinks the metrics of one region, on which no other region has any influence, until none exceeds the
+    /// bound.
+    void shrink_region(unsigned int size) {
+        queue_exceeded(size);
+        // Hardly any node is visited more than a few times. Only where the bound asks for less than the
+        // rounding of metrics can show, so that equal metrics are the answer, would the sweep not end by
+        // itself.
+        const std::uint64_t most_visits = growth_ > 0 ? 64 * std::uint64_t(size) : 0;
+        for (std::uint64_t visit = 0; visit < most_visits && !queue_.empty(); ++visit) {
+            shrink_neighbors(queue_.take());
+            if (queue_.empty()) {
+                // An edge that held may have been lost again to the rounding of a later step at its end
+                // nodes.
+                queue_exceeded(size);
+                visit += size;
+            }
         }
-        return true;
+        if (queue_.empty()) return;
+        while (!queue_.empty()) queue_.take();
+        level_region(size);
+    }
+
+    /// Gives the region one metric, the intersection of all its nodes'.
+    void level_region(unsigned int size) {
+        std::sort(region_.data(), region_.data() + size); // independent of the order of the edges
+        metric common = metric_[region_[0]];
+        for (unsigned int k = 1; k < size; ++k) common = intersection(common, metric_[region_[k]]);
+        for (unsigned int k = 0; k < size; ++k) set(region_[k], common);
     }
 
     /// Lists the nodes connected with one by edges of some length; returns their number.
-    unsigned int collect_region(unsigned int seed, scratch<unsigned char>& reached,
-                                scratch<unsigned int>& region) {
+    unsigned int collect_region(unsigned int seed, scratch<unsigned char>& reached) {
         unsigned int size = 1;
-        region[0] = seed;
+        region_[0] = seed;
         reached[seed] = 1;
         for (unsigned int k = 0; k < size; ++k) {
-            const unsigned int node = region[k];
+            const unsigned int node = region_[k];
             for (const unsigned int* other = graph_.begin(node); other != graph_.end(node); ++other) {
                 if (reached[*other] ||
                     std::equal(pos_.col_data(node), pos_.col_data(node) + N, pos_.col_data(*other))) {
                     continue;
                 }
                 reached[*other] = 1;
-                region[size++] = *other;
+                region_[size++] = *other;
             }
         }
         return size;
@@ -294,6 +309,7 @@ private:
     const double limit_;
     scratch<metric> metric_;
     scratch<double> key_;
+    scratch<unsigned int> region_; // the nodes of the region at work
     node_queue queue_;
     edge_graph graph_;
 };
