@@ -93,6 +93,7 @@ void expect_read_as_strtod(const std::string& text) {
     const double expected = std::strtod(text.c_str(), &end);
     double value = 777;
     const char* const scanned = scan_double(text.data(), text.data() + text.size(), value);
+    ASSERT_EQ(skip_double(text.data(), text.data() + text.size()), scanned) << text;
     if (end == text.c_str()) {
         EXPECT_EQ(scanned, nullptr) << text;
         EXPECT_EQ(value, 777) << text;

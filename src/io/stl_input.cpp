@@ -5,6 +5,7 @@
 #include "io/text_reader.h"
 
 #include <algorithm>
+#include <cstring>
 #include <memory>
 #include <new>
 #include <optional>
@@ -37,16 +38,20 @@ private:
     io::line_reader file_;
 };
 
-bool contains(std::string_view line, std::string_view word) {
-    return line.find(word) != line.npos;
+// Takes blanks, if any, and the word from the front of the line. The length of a literal is known when this
+// is compiled, so no call is left of the comparison.
+template <std::size_t N>
+inline bool take_word(std::string_view& line, const char (&word)[N]) {
+    const std::string_view rest = io::skip_blanks(line);
+    if (rest.size() < N - 1 || std::memcmp(rest.data(), word, N - 1) != 0) return false;
+    line = rest.substr(N - 1);
+    return true;
 }
 
-// Takes blanks, if any, and the word from the front of the line.
-bool take_word(std::string_view& line, std::string_view word) {
-    const std::string_view rest = io::skip_blanks(line);
-    if (!rest.starts_with(word)) return false;
-    line = rest.substr(word.size());
-    return true;
+template <std::size_t N>
+inline bool contains(std::string_view line, const char (&word)[N]) {
+    std::string_view rest = line;
+    return take_word(rest, word) || line.find(word) != line.npos; // most lines begin with it
 }
 
 // Takes three numbers from the front of the line.
@@ -62,12 +67,24 @@ bool take_numbers(std::string_view& line, double* numbers) {
     return true;
 }
 
+// Takes three numbers that nobody asks for.
+bool skip_numbers(std::string_view& line) {
+    const char* const last = line.data() + line.size();
+    const char* p = line.data();
+    for (int i = 0; i < 3; ++i) {
+        while (p != last && is_blank(*p)) ++p;
+        p = io::skip_double(p, last);
+        if (!p) return false;
+    }
+    line = std::string_view(p, std::size_t(last - p));
+    return true;
+}
+
 enum class facet_start { facet, end_of_solid, malformed };
 
 facet_start read_facet_start(std::string_view line) {
     std::string_view rest = line;
-    double normal[3];
-    const bool matches = take_word(rest, "facet") && take_word(rest, "normal") && take_numbers(rest, normal);
+    const bool matches = take_word(rest, "facet") && take_word(rest, "normal") && skip_numbers(rest);
     if (matches && io::skip_blanks(rest).empty()) return facet_start::facet;
     if (contains(line, "endsolid")) return facet_start::end_of_solid;
     return matches ? facet_start::facet : facet_start::malformed;
@@ -84,6 +101,12 @@ bool read_facet_body(stl_lines& lines, facet& corners) {
     return lines.next(line) && contains(line, "endloop") && lines.next(line) && contains(line, "endfacet");
 }
 
+// What a file of the usual layout holds; any other makes the mesh grow or leaves room.
+std::size_t likely_facets(const io::line_reader& file) {
+    constexpr std::uint64_t USUAL_FACET_TEXT = 256, MOST = 1u << 24;
+    return std::size_t(std::min(file.file_size() / USUAL_FACET_TEXT, MOST));
+}
+
 int read_ascii(const char* path, dense2D<double>& pos, dense2D<unsigned int>& connectM) {
     stl_lines lines(path);
     if (!lines.file().is_open()) return -1;
@@ -94,12 +117,15 @@ int read_ascii(const char* path, dense2D<double>& pos, dense2D<unsigned int>& co
     facet_mesh mesh(false);
     facet batch[BATCH];
     std::size_t pending = 0;
+    bool roomy = false;
     for (;;) {
         if (!lines.next(line)) return -3;
         const facet_start start = read_facet_start(line);
         if (start == facet_start::end_of_solid) break;
         if (start == facet_start::malformed || !read_facet_body(lines, batch[pending])) return -3;
         if (++pending == BATCH) {
+            if (!roomy && !mesh.reserve(likely_facets(lines.file()))) return -199;
+            roomy = true;
             if (!mesh.add(batch, pending)) return -199;
             pending = 0;
         }

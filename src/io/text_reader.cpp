@@ -230,6 +230,34 @@ const char* scan_double(const char* first, const char* last, double& value) {
     return scan_double_fully(unsigned_part, last, negative, value);
 }
 
+const char* skip_double(const char* first, const char* last) {
+    const auto skip_digits = [last](const char* p) {
+        while (p != last && is_digit(*p)) ++p;
+        return p;
+    };
+    const char* p = first;
+    if (p != last && (*p == '-' || *p == '+')) ++p;
+    const char* const integer = p;
+    p = skip_digits(p);
+    std::ptrdiff_t count = p - integer;
+    if (p != last && *p == '.') {
+        const char* const fraction = ++p;
+        p = skip_digits(p);
+        count += p - fraction;
+    }
+    if (count == 0 || (p != last && (*p == 'x' || *p == 'X'))) { // not a decimal number
+        double ignored;
+        return scan_double(first, last, ignored);
+    }
+    if (p != last && (*p == 'e' || *p == 'E')) {
+        const char* exponent = p + 1;
+        if (exponent != last && (*exponent == '-' || *exponent == '+')) ++exponent;
+        const char* const end = skip_digits(exponent);
+        if (end != exponent) p = end; // otherwise the 'e' does not belong to the number
+    }
+    return p;
+}
+
 const char* scan_integer(const char* first, const char* last, std::int64_t& value) {
     if (first != last && *first == '+') {
         ++first;

@@ -125,6 +125,9 @@ private:
 /// or zero. Returns the end of the number, or null, with `value` untouched, when there is none.
 const char* scan_double(const char* first, const char* last, double& value);
 
+/// The end of the number that scan_double would read, or null; spares the conversion.
+const char* skip_double(const char* first, const char* last);
+
 /// True when the whole of `text` is a number for scan_double.
 inline bool parse_double(std::string_view text, double& value) {
     const char* const last = text.data() + text.size();
