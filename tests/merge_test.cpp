@@ -2,6 +2,8 @@
 
 #include <plexo/ids.h>
 
+#include "limited_memory.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -348,6 +350,29 @@ TEST(Merge, TakesTimeAndMemoryByNodesNotByPairs) {
     EXPECT_EQ(merge(pos, list_of(all), new_IDs, 2.0), int(n) - 1);
     EXPECT_EQ(merge(pos, list_of(back), list_of(front), new_IDs, 2.0), int(n) / 2);
     EXPECT_GT(merge(pos, list_of(all), new_IDs, 0.1), int(n) / 2);
+}
+
+TEST(Merge, SurvivesWithoutMemory) {
+    test::expect_survives_without_memory([] {
+        dense2D<double> pos(2, 16000000); // half of the memory; the tables need more than the rest
+        pos(0, 1) = 0.5;
+        for (const double tol : {0.0, 1.0}) {
+            id_list new_IDs = list_of({5});
+            if (merge(pos, new_IDs, tol) != -199 || !new_IDs.empty()) return false;
+        }
+        return pos.cols() == 16000000 && pos(0, 1) == 0.5;
+    });
+}
+
+TEST(Merge, TakesNoTimeByPairsWhereSquaresVanish) {
+    const unsigned int n = 40000;
+    dense2D<double> pos(2, n);
+    for (unsigned int j = 0; j < n; ++j) {
+        pos(0, j) = (j % 200) * 1e-170;
+        pos(1, j) = (j / 200) * 1e-170;
+    }
+    id_list new_IDs;
+    EXPECT_EQ(merge(pos, new_IDs, 0.9e-170), 0);
 }
 
 // --- results by hand ---

@@ -135,7 +135,7 @@ PLEXO_API int vtk_convert(const dense2D<unsigned int>& connectM, element_type ty
 
 /// Writes a legacy VTK ASCII unstructured grid through an open stream, which stays open: nodes (of two rows
 /// with z = 0) and the first `cell_count` cells of what vtk_convert made. \return 0; -1 the stream is null or
-/// could not be written; -2 `pos` has neither 2 nor 3 rows
+/// could not be written, or `cells` ends before its cells do; -2 `pos` has neither 2 nor 3 rows
 PLEXO_API int vtk_output(std::FILE* stream, const dense2D<double>& pos, unsigned int cell_count,
                          const dense1D<unsigned int, 16>& cells, const dense1D<unsigned int, 16>& cell_types);
 

@@ -149,9 +149,12 @@ private:
     // that means many comparisons, and the cells are narrowed.
     static constexpr double WIDEST_CELL = 16;
     static constexpr double NARROWEST_CELL = 4;
+    // The absolute limit: the inverse must be finite.
+    static constexpr double FINEST_CELL = 1e-300;
     static constexpr std::uint64_t LOOKS_WORTH_NARROWING = 16;
-    // More than leaders that are not all of one cluster ask for, unless the coordinates are so fine that
-    // cells cannot tell them apart.
+    // So many mean that the leaders are dense enough to be almost all of one cluster, or too close together
+    // for the narrowest cells that the coordinates allow. Either way the tree of one cluster finds them
+    // faster.
     static constexpr std::uint64_t LOOKS_WORTH_GIVING_UP = 32;
     // So many items decide whether the cells have the right width.
     static constexpr std::uint64_t ITEMS_FOR_A_DECISION = 1024;
@@ -168,7 +171,7 @@ private:
     };
 
     void set_cell_width(double width) noexcept {
-        width_ = std::max(width, 1e-300); // the inverse must be finite
+        width_ = std::max(width, FINEST_CELL);
         inverse_width_ = 1 / width_;
         looked_ = 0;
         searched_ = 0;
@@ -256,13 +259,13 @@ private:
             for (unsigned int i = 0; i < n; ++i) table_.prefetch_leader(home[i]);
             for (unsigned int i = 0; i < n; ++i) {
                 survivor_[begin + i] = begin + i;
-                if (may_be_close(at[i]) && !place(begin + i, at[i], s[i], home[i])) return false;
+                if (may_be_close(begin + i, at[i]) && !place(begin + i, at[i], s[i], home[i])) return false;
             }
             begin += n;
             searched_ += n;
             if (searched_ < ITEMS_FOR_A_DECISION) continue;
             if (may_narrow_ && looked_ > LOOKS_WORTH_NARROWING * searched_) {
-                may_narrow_ = width_ >= 4 * NARROWEST_CELL * input_.tol;
+                may_narrow_ = width_ >= 4 * NARROWEST_CELL * input_.tol && width_ > FINEST_CELL;
                 set_cell_width(width_ / 2);
                 if (!rehash()) return false;
             } else if (looked_ > LOOKS_WORTH_GIVING_UP * searched_) {
@@ -273,9 +276,11 @@ private:
         return true;
     }
 
-    /// NaN is close to nothing, and infinities only within an infinite tolerance.
-    bool may_be_close(const point& p) const noexcept {
-        return input_.tol == std::numeric_limits<double>::infinity() ? !not_a_number(p) : finite(p);
+    /// NaN is close to nothing. Infinities lie in an infinite box, but their own box holds nothing.
+    bool may_be_close(unsigned int item, const point& p) const noexcept {
+        if (finite(p)) return true;
+        return input_.tol == std::numeric_limits<double>::infinity() && !not_a_number(p) &&
+               input_.has_role(item, MAY_BE_ABSORBED);
     }
 
     bool widen_cells(const point* at, unsigned int n) noexcept {
@@ -296,7 +301,7 @@ private:
         for (unsigned int l = 1; l < table_.size(); ++l) unite(0, l);
         const unsigned int first = table_[0].item;
         for (unsigned int i = begin; i < input_.count; ++i) {
-            survivor_[i] = may_be_close(input_.at(i)) ? first : i;
+            survivor_[i] = may_be_close(i, input_.at(i)) ? first : i;
             merged_ += survivor_[i] != i;
         }
     }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <iterator>
 #include <limits>
 
 namespace qv7::plexo {
@@ -23,6 +24,16 @@ double distance_to_box(const point& low, const point& high, const point& q) noex
     const double dy = gap(low.y, high.y, q.y);
     const double dz = gap(low.z, high.z, q.z);
     return std::sqrt(dx * dx + dy * dy + dz * dz);
+}
+
+/// True when neither q reaches any point of the box nor the other way round; as in in_box(), rounding
+/// included.
+bool out_of_reach(const point& low, const point& high, const point& q, double tol) noexcept {
+    const auto apart = [&](double point::*axis) {
+        const double l = low.*axis, h = high.*axis, x = q.*axis;
+        return (l > x + tol && x < l - tol) || (h < x - tol && x > h + tol);
+    };
+    return std::any_of(std::begin(AXES), std::end(AXES), apart);
 }
 
 void include(point& low, point& high, const point& from, const point& to) noexcept {
@@ -157,7 +168,9 @@ void nearest_chain::search_tree(std::size_t node, unsigned int slot, link& first
         const tree_node& t = nodes_[n];
         const unsigned int other = std::min(self.absorbs() ? t.first.absorbed : NO_ID,
                                             self.is_absorbed() ? t.first.absorber : NO_ID);
-        const double d = other == NO_ID ? INF : distance_to_box(t.low, t.high, self.at);
+        double d = other == NO_ID ? INF : distance_to_box(t.low, t.high, self.at);
+        // The squares of tiny differences vanish; then only the boxes tell nodes apart.
+        if (d == 0 && out_of_reach(t.low, t.high, self.at, tol_)) d = INF;
         const bool absorbs = self.absorbs() && self.member < other;
         return visit{absorbs ? link{d, self.member, other} : link{d, other, 0}, n};
     };
