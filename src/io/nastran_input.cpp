@@ -175,6 +175,7 @@ private:
     }
 
     int continue_card() {
+        at_end_ = fields_.count != 0 && spells(fields_.data[0], "ENDDATA");
         const bool marked = !fields_.first.empty();
         if (!card_.keyword || card_.all_taken || !(marked || card_.invites_continuation)) return 0;
         card_.take_nodes(fields_, 0);

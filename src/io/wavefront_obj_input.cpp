@@ -48,7 +48,7 @@ public:
 private:
     void take(std::string_view line) {
         cut_ = cut_ || line.size() >= line_reader::LONGEST_LINE;
-        continued_ = !line.empty() && line.back() == '\\';
+        continued_ = !line.empty() && line.back() == '\\' && line.find('#') == line.npos;
         if (continued_) line.remove_suffix(1);
         next_ = line.data();
         end_ = next_ + line.size();
