@@ -172,8 +172,8 @@ void point_table::release() {
 bool facet_mesh::reserve(std::size_t facets) {
     constexpr std::size_t MOST_FACETS = NO_ID / 3;
     if (facets > MOST_FACETS || !connectM_.resize_for_overwrite(3, unsigned(facets))) return false;
-    // a closed surface has half as many points as facets
-    const std::size_t points = facets / 2;
+    // a closed surface has half as many points as facets, one with borders somewhat more
+    const std::size_t points = facets / 2 + facets / 32;
     return points_.reserve(3, unsigned(points)) && table_.reserve(points);
 }
 
@@ -231,13 +231,14 @@ int facet_mesh::finish(dense2D<double>& pos, dense2D<unsigned int>& connectM) {
     table_.release();
     if (!connectM_.resize(3, unsigned(triangles_))) return -199;
     if (merging_) {
-        int result = merge_close_points();
-        if (result < 0) return result;
+        const int merged = merge_close_points();
+        if (merged < 0) return merged;
         dense1D<unsigned int, 16> new_IDs;
-        result = remove_degenerated(connectM_, new_IDs, false);
-        if (result < 0) return result;
-        result = simplify(points_, connectM_, 0);
-        if (result < 0) return result;
+        const int removed = remove_degenerated(connectM_, new_IDs, false);
+        if (removed < 0) return removed;
+        // until a point is merged or a triangle removed, every point is in use
+        const int unused = merged > 0 || removed > 0 ? simplify(points_, connectM_, 0) : 0;
+        if (unused < 0) return unused;
     }
     pos = points_;
     connectM = connectM_;
