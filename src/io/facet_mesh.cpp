@@ -173,8 +173,8 @@ bool facet_mesh::reserve(std::size_t facets) {
     constexpr std::size_t MOST_FACETS = NO_ID / 3;
     if (facets > MOST_FACETS || !connectM_.resize_for_overwrite(3, unsigned(facets))) return false;
     // a closed surface has half as many points as facets, one with borders somewhat more
-    const std::size_t points = facets / 2 + facets / 32;
-    return points_.reserve(3, unsigned(points)) && table_.reserve(points);
+    likely_points_ = unsigned(facets / 2 + facets / 32);
+    return points_.reserve(3, likely_points_) && table_.reserve(likely_points_);
 }
 
 bool facet_mesh::add(const facet* facets, std::size_t count) {
@@ -213,6 +213,7 @@ bool facet_mesh::merge_equal_points() {
     merging_ = true;
     const dense2D<double> unmerged = points_;
     points_ = dense2D<double>(3, 0);
+    if (!points_.reserve(3, likely_points_)) return false;
     return table_.find_or_add(unmerged.data(), unmerged.cols(), connectM_.data());
 }
 

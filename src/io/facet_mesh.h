@@ -86,6 +86,7 @@ private:
     dense2D<double> points_{3, 0};
     dense2D<unsigned int> connectM_{3, 0}; ///< its columns are room; triangles_ of them are filled
     std::size_t triangles_ = 0;
+    unsigned int likely_points_ = 0;
     point_table table_;
     double smallest_height_ = std::numeric_limits<double>::max();
     bool merging_ = false; ///< equal points share a column: since the first positive height
