@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
 #include <string_view>
@@ -35,8 +36,7 @@ inline char* put_char(char* out, char c) {
 }
 
 inline char* put_text(char* out, std::string_view text) {
-    std::memcpy(out, text.data(), text.size());
-    return out + text.size();
+    return std::copy(text.begin(), text.end(), out); // unlike memcpy, takes an empty view without characters
 }
 
 } // namespace qv7::plexo::io
