@@ -145,15 +145,6 @@ TEST(CopyMesh, AlongATransformEqualsItsSteps) {
     }
 }
 
-TEST(CopyMesh, PlacesCopiesStepByStep) {
-    auto pos = real_matrix(2, {0, 0, 1, 0, 0, 1});
-    dense2D<unsigned int> copies;
-    const auto triangle = id_matrix(3, {0, 1, 2});
-    EXPECT_EQ(copy_mesh(pos, copies, vec2{1, 0}, vec2{0, 0}, 0, 3, triangle), 0);
-    EXPECT_EQ(entries(copies), (list{3, 4, 5, 6, 7, 8, 9, 10, 11}));
-    EXPECT_EQ(entries(pos), (reals{0, 0, 1, 0, 0, 1, 1, 0, 2, 0, 1, 1, 2, 0, 3, 0, 2, 1, 3, 0, 4, 0, 3, 1}));
-}
-
 TEST(CopyMesh, MayWriteOverItsOwnSource) {
     for (const bool along : {false, true}) {
         auto pos = real_matrix(2, {0, 0, 1, 0, 0, 1});

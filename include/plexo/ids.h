@@ -36,7 +36,7 @@ PLEXO_API int shift_indices(dense1D<unsigned int, 16>& ids, int shift);
 PLEXO_API int shift_indices(dense2D<unsigned int>& connectivity, int shift, element_type type);
 
 /// Replaces every entry v below new_IDs.size() by new_IDs[v]; others, NO_ID among them, stay. O(entries).
-/// An argument that shares storage with `new_IDs` gets its own first.
+/// An argument that shares storage with `new_IDs` gets its own first, or stays unchanged if memory runs out.
 PLEXO_API void change_indices(dense1D<unsigned int, 16>& ids, const dense1D<unsigned int, 16>& new_IDs);
 PLEXO_API void change_indices(dense2D<unsigned int>& connectivity, const dense1D<unsigned int, 16>& new_IDs);
 
