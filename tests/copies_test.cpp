@@ -211,7 +211,7 @@ TEST(CopySymMesh, MirrorsAtTheLineOrPlane) {
     EXPECT_EQ(entries(pos), (reals{1, 2, 0, 1, 2, 2})); // promoted to the plane z = 0, mirrored at z = 1
 }
 
-TEST(CopySymMesh, EqualsItsStepsOnRandomMeshesAndIsItsOwnInverse) {
+TEST(CopySymMesh, EqualsItsStepsOnRandomMeshesAndViews) {
     test::dice random(13);
     for (int round = 0; round < 1000; ++round) {
         const sample given = random_sample(random);
@@ -230,18 +230,6 @@ TEST(CopySymMesh, EqualsItsStepsOnRandomMeshesAndIsItsOwnInverse) {
             ASSERT_EQ(copy_sym_mesh(s.pos, s.connectC, P, n, s.connectS), 0);
             expect_same(s, expected);
             if (HasFatalFailure()) return;
-            const unsigned int first = s.pos.cols();
-            dense2D<unsigned int> again;
-            ASSERT_EQ(copy_sym_mesh(s.pos, again, P, n, s.connectC), 0);
-            for (unsigned int j = first; j < s.pos.cols(); ++j) {
-                bool found = false;
-                for (unsigned int i = 0; i < given.pos.cols() && !found; ++i) {
-                    found = true;
-                    for (unsigned int k = 0; k < given.pos.rows(); ++k)
-                        found = found && std::abs(s.pos(k, j) - s.pos(k, i)) < 1e-12;
-                }
-                ASSERT_TRUE(found);
-            }
         }
     }
 }

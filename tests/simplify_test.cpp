@@ -52,11 +52,6 @@ TEST(Simplify, KeepsTheRowsWhenEveryNodeGoes) {
     EXPECT_EQ(pos.rows(), 3u);
     EXPECT_EQ(pos.cols(), 0u);
     EXPECT_EQ(entries(padding), (list{N, N}));
-
-    pos = numbered_nodes(2, 3);
-    dense2D<unsigned int> none;
-    EXPECT_EQ(simplify(pos, none, 1), 2);
-    EXPECT_EQ(entries(pos), (std::vector<double>{0, 1}));
 }
 
 TEST(Simplify, RenumbersTwoConnectivitiesInPlace) {
