@@ -15,6 +15,8 @@ using test::id_matrix;
 using test::ids;
 using test::real_matrix;
 using reals = std::vector<double>;
+
+const double PI = std::acos(-1.0);
 using vec2 = vector_fixed<double, 2>;
 using vec3 = vector_fixed<double, 3>;
 
@@ -230,6 +232,27 @@ TEST(Transforms, TurnSmallAnglesWithFullPrecision) {
         EXPECT_DOUBLE_EQ(pos(0, 0), std::cos(angle));
         EXPECT_DOUBLE_EQ(pos(1, 0), std::sin(angle));
     }
+}
+
+TEST(Transforms, MoveKnownPointsToKnownPlaces) {
+    auto pos = real_matrix(2, {2, 3, 1, 1});
+    EXPECT_EQ(zoom(pos, vec2{1, 1}, 2), 2);
+    EXPECT_EQ(entries(pos), (reals{3, 5, 1, 1}));
+    EXPECT_EQ(translate(pos, vec2{1, 0}), 2);
+    EXPECT_EQ(entries(pos), (reals{4, 5, 2, 1}));
+
+    pos = real_matrix(2, {1, 0});
+    EXPECT_EQ(rotate(pos, vec2{0, 0}, PI / 2), 1);
+    expect_near(entries(pos), {0, 1});
+    pos = real_matrix(2, {1, 0}); // gains a third row
+    EXPECT_EQ(rotate(pos, vec3{0, 0, 0}, vec3{0, 0, PI / 2}), 1);
+    expect_near(entries(pos), {0, 1, 0});
+    pos = real_matrix(3, {0, 1, 0});
+    EXPECT_EQ(rotate(pos, vec3{0, 0, 0}, vec3{PI / 2, 0, 0}), 1);
+    expect_near(entries(pos), {0, 0, 1});
+    pos = real_matrix(3, {0, 0, 1});
+    EXPECT_EQ(rotate(pos, vec3{0, 0, 0}, vec3{0, PI / 2, 0}), 1);
+    expect_near(entries(pos), {1, 0, 0});
 }
 
 } // namespace
