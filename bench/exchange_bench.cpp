@@ -8,18 +8,9 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
-#include <vector>
 
-#if defined(PLEXO_BENCH_GMSH)
-#include <gmsh.h>
-#endif
-#if defined(PLEXO_BENCH_TINYOBJLOADER)
-#include <tiny_obj_loader.h>
-#endif
-
-// The exchange formats against what one would write by hand, a loop of fprintf or stream insertions, and
-// against the readers of other libraries where they are installed. Files lie in memory, so that no disk is
-// measured.
+// The exchange formats against what one would write by hand, a loop of fprintf or stream insertions.
+// Files lie in memory, so that no disk is measured.
 
 namespace {
 
@@ -219,27 +210,6 @@ bool read_femap(const char* path) {
     element_type type = ELEM_NONE;
     return FEMAP_input(path, pos, connectM, type) > 0;
 }
-#if defined(PLEXO_BENCH_TINYOBJLOADER)
-bool read_obj_by_tinyobjloader(const char* path) {
-    tinyobj::attrib_t attributes;
-    std::vector<tinyobj::shape_t> shapes;
-    std::vector<tinyobj::material_t> materials;
-    std::string warnings, errors;
-    return tinyobj::LoadObj(&attributes, &shapes, &materials, &warnings, &errors, path);
-}
-#endif
-#if defined(PLEXO_BENCH_GMSH)
-bool read_nastran_by_gmsh(const char* path) {
-    static const bool ready = [] {
-        gmsh::initialize();
-        gmsh::option::setNumber("General.Terminal", 0);
-        return true;
-    }();
-    gmsh::clear();
-    gmsh::merge(path);
-    return ready;
-}
-#endif
 
 /// Bytes per second of a file with about state.range(0) triangles.
 void read_bench(benchmark::State& state, const char* name, writer make, reader read) {
@@ -274,15 +244,5 @@ BENCHMARK_CAPTURE(read_bench, obj, "read.obj", plain_obj, read_obj)->Apply(sizes
 BENCHMARK_CAPTURE(read_bench, femap, "read.neu", femap, read_femap)->Apply(sizes);
 BENCHMARK_CAPTURE(read_bench, nastran_free, "read.bdf", free_field_deck, read_nastran)->Apply(sizes);
 BENCHMARK_CAPTURE(read_bench, nastran_small, "read.bdf", small_field_deck, read_nastran)->Apply(sizes);
-#if defined(PLEXO_BENCH_TINYOBJLOADER)
-BENCHMARK_CAPTURE(read_bench, obj_tinyobjloader, "read.obj", plain_obj, read_obj_by_tinyobjloader)
-    ->Apply(sizes);
-#endif
-#if defined(PLEXO_BENCH_GMSH)
-BENCHMARK_CAPTURE(read_bench, nastran_free_gmsh, "read.bdf", free_field_deck, read_nastran_by_gmsh)
-    ->Apply(sizes);
-BENCHMARK_CAPTURE(read_bench, nastran_small_gmsh, "read.bdf", small_field_deck, read_nastran_by_gmsh)
-    ->Apply(sizes);
-#endif
 
 } // namespace

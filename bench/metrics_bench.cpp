@@ -9,14 +9,6 @@
 #include <cstdint>
 #include <random>
 
-#ifdef PLEXO_BENCH_EIGEN
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wconversion"
-#pragma GCC diagnostic ignored "-Wshadow"
-#include <Eigen/Eigenvalues>
-#pragma GCC diagnostic pop
-#endif
-
 extern "C" void dspev_(const char* job, const char* triangle, const int* n, double* packed, double* values,
                        double* vectors, const int* ld, double* work, int* info, std::size_t, std::size_t);
 
@@ -87,20 +79,6 @@ void lapack_bench(benchmark::State& state, char job) {
         benchmark::DoNotOptimize(values);
     });
 }
-
-#ifdef PLEXO_BENCH_EIGEN
-void eigen_library_bench(benchmark::State& state) {
-    each_metric(state, [](const symmetric_fixed<double, 3>& M) {
-        Eigen::Matrix3d full;
-        for (unsigned int i = 0; i < 3; ++i) {
-            for (unsigned int j = 0; j < 3; ++j) full(i, j) = M(i, j);
-        }
-        Eigen::SelfAdjointEigenSolver<Eigen::Matrix3d> solver;
-        solver.compute(full);
-        benchmark::DoNotOptimize(solver);
-    });
-}
-#endif
 
 void is_valid_metric_bench(benchmark::State& state) {
     each_metric(state,
@@ -183,9 +161,6 @@ void gradation_bench(benchmark::State& state, bool by_metric) {
 #define PLEXO_SIZES Arg(10000)->Arg(100000)->Arg(1000000)->Unit(benchmark::kMillisecond)
 BENCHMARK(eigen_pairs_bench)->PLEXO_SIZES;
 BENCHMARK_CAPTURE(lapack_bench, pairs, 'V')->PLEXO_SIZES;
-#ifdef PLEXO_BENCH_EIGEN
-BENCHMARK(eigen_library_bench)->PLEXO_SIZES;
-#endif
 BENCHMARK(is_valid_metric_bench)->PLEXO_SIZES;
 BENCHMARK_CAPTURE(lapack_bench, values, 'N')->PLEXO_SIZES;
 BENCHMARK(minimum_metric_bench)->PLEXO_SIZES;

@@ -2,12 +2,12 @@
 
 #include "peers.h"
 
+#include "bench_meshes.h"
+
 #include <plexo/plexo.h>
 
-#include <algorithm>
 #include <memory>
 #include <numeric>
-#include <random>
 
 #ifdef PEER_VTK
 #include <vtkCellArray.h>
@@ -28,26 +28,11 @@ namespace {
 
 using namespace qv7::plexo;
 
-constexpr unsigned int COPIES = 6; // a node of a triangulated surface is given by about six facets
-
-/// n nodes, each of n / COPIES points given COPIES times, moved by at most `jitter`; neighbouring triangles
-/// name neighbouring points, as in a file, unless shuffled.
-dense2D<double> soup(std::size_t n, double jitter, bool shuffled) {
-    const auto side = static_cast<std::size_t>(std::cbrt(double(n / COPIES))) + 1;
-    std::mt19937 random(7);
-    std::uniform_real_distribution<double> shift(-jitter, jitter);
-    std::vector<std::size_t> order(n);
-    std::iota(order.begin(), order.end(), std::size_t(0));
-    if (shuffled) std::shuffle(order.begin(), order.end(), random);
-    dense2D<double> pos(3, static_cast<unsigned int>(n));
-    for (std::size_t k = 0; k < n; ++k) {
-        const std::size_t point = k / COPIES;
-        double* p = pos.col_data(static_cast<unsigned int>(order[k]));
-        p[0] = double(point % side) / double(side) + (jitter > 0 ? shift(random) : 0);
-        p[1] = double(point / side % side) / double(side) + (jitter > 0 ? shift(random) : 0);
-        p[2] = double(point / side / side) / double(side) + (jitter > 0 ? shift(random) : 0);
-    }
-    return pos;
+/// About n nodes of a triangle surface, each facet with nodes of its own; neighbouring facets follow one
+/// another, as in a file, unless shuffled.
+dense2D<double> soup_nodes(std::size_t n, double jitter, bool shuffled) {
+    const bench::mesh facets = bench::soup(bench::triangle_surface(n / 3), jitter);
+    return shuffled ? bench::shuffled(facets).pos : facets.pos;
 }
 
 #ifdef PEER_VTK
@@ -83,7 +68,7 @@ void weld_job(session& s, const std::string& name, double jitter, double toleran
               double target) {
     if (!s.wants(name)) return;
     for (const std::size_t n : s.sizes()) {
-        const dense2D<double> pos = soup(n, jitter, shuffled);
+        const dense2D<double> pos = soup_nodes(n, jitter, shuffled);
         dense1D<unsigned int, 16> nodes(pos.cols());
         std::iota(nodes.begin(), nodes.end(), 0u);
         auto new_IDs = std::make_shared<dense1D<unsigned int, 16>>();
