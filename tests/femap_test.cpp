@@ -5,7 +5,6 @@
 #include "test_containers.h"
 #include "test_files.h"
 
-#include <filesystem>
 #include <map>
 #include <sstream>
 
@@ -87,26 +86,7 @@ std::string literal_file(const ranged& m) {
 }
 
 TEST(FemapOutput, WritesEveryTypeAsAStreamWould) {
-    for (int type = 0; type <= 20; ++type) {
-        const ranged m = random_blocks({type}, 7, unsigned(type) + 1);
-        const temporary_file file("before");
-        ASSERT_EQ(write(file.path(), m), 0) << type;
-        EXPECT_EQ(file.content(), literal_file(m)) << type;
-        ranged view = m;
-        view.connect = as_view(m.connect);
-        view.pos = as_view(m.pos);
-        ASSERT_EQ(write(file.path(), view), 0) << type;
-        EXPECT_EQ(file.content(), literal_file(m)) << type;
-    }
-}
-
-TEST(FemapOutput, WritesManyBlocksOfOneMatrix) {
-    for (unsigned int seed = 1; seed <= 60; ++seed) {
-        const ranged m = random_mesh(seed);
-        const temporary_file file;
-        ASSERT_EQ(write(file.path(), m), 0) << seed;
-        EXPECT_EQ(file.content(), literal_file(m)) << seed;
-    }
+    expect_ranged_bytes(write, read, literal_file);
 }
 
 TEST(FemapOutput, WritesTheDocumentedSlots) {
@@ -145,27 +125,7 @@ TEST(FemapOutput, GivesTheShortFormsOnePropertyPerBlock) {
 }
 
 TEST(FemapOutput, ChecksInOrderAndLeavesAnEmptyFile) {
-    expect_ranged_checks([](const char* path, const ranged& m) { return write(path, m); });
-}
-
-TEST(FemapOutput, DoesNotHeedTheLocale) {
-    const ranged m = random_mesh(3);
-    const std::string expected = literal_file(m);
-    const temporary_file file;
-    ranged back;
-    {
-        const comma_locale here;
-        ASSERT_EQ(write(file.path(), m), 0);
-        EXPECT_GE(read(file.path(), back), 0);
-    }
-    EXPECT_EQ(file.content(), expected);
-    EXPECT_TRUE(same(back.pos, as_printed(m.pos)));
-}
-
-TEST(FemapOutput, ReportsAFullDisk) {
-    if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "no /dev/full here";
-    EXPECT_EQ(write("/dev/full", random_mesh(1)), -1); // shows only at close
-    EXPECT_EQ(FEMAP_output("/dev/full", dense2D<double>(3, 100000), id_matrix(3, {0, 1, 2}), ELEM_TRIA3), -1);
+    expect_ranged_checks(write);
 }
 
 TEST(Femap, ReadsBackWhatItWrites) {
@@ -298,17 +258,7 @@ TEST(FemapInput, BoundsWhatAnIDMayAskFor) {
 }
 
 TEST(FemapInput, EmptiesItsOutputsAndLeavesOtherHoldersAlone) {
-    ranged m = random_mesh(4);
-    const ranged kept = m;
-    const std::string before = literal_file(kept);
-    EXPECT_EQ(read(NO_SUCH_DIRECTORY, m), -1);
-    EXPECT_TRUE(m.pos.empty() && m.connect.empty() && m.ranges.empty() && m.types.empty() &&
-                m.properties.empty());
-    m = kept;
-    EXPECT_EQ(read(testing::TempDir().c_str(), m), -1); // a directory opens, but cannot be read
-    m = kept;
-    EXPECT_EQ(read_text("-1\n403\n0,0,0,1,0,0,0,0,0,0,0,9,9,9,0,\n", m), 0);
-    EXPECT_EQ(literal_file(kept), before);
+    expect_emptied_outputs(read, "-1\n403\n0,0,0,1,0,0,0,0,0,0,0,9,9,9,0,\n", 0);
 }
 
 TEST(FemapInput, SurvivesDamage) {

@@ -175,6 +175,60 @@ inline void expect_consistent(const ranged& m, int status, const std::string& te
     }
 }
 
+/// The bytes of a writer for every type, for views and for random blocks, under any locale, and what a full
+/// disk gives.
+template <typename Write, typename Read, typename Literal>
+void expect_ranged_bytes(Write write, Read read, Literal literal_file) {
+    const temporary_file file("before");
+    const auto writes = [&](const ranged& m, const std::string& expected, unsigned int which) {
+        ASSERT_EQ(write(file.path(), m), 0) << which;
+        EXPECT_EQ(file.content(), expected) << which;
+    };
+    for (int type = 0; type <= 20; ++type) {
+        const ranged m = random_blocks({type}, 7, unsigned(type) + 1);
+        writes(m, literal_file(m), unsigned(type));
+        ranged view = m;
+        view.connect = as_view(m.connect);
+        view.pos = as_view(m.pos);
+        writes(view, literal_file(m), unsigned(type));
+    }
+    for (unsigned int seed = 1; seed <= 60; ++seed) {
+        const ranged m = random_mesh(seed);
+        writes(m, literal_file(m), seed);
+    }
+    const ranged m = random_mesh(3);
+    const std::string expected = literal_file(m);
+    ranged back;
+    {
+        const comma_locale here;
+        ASSERT_EQ(write(file.path(), m), 0);
+        EXPECT_GE(read(file.path(), back), 0);
+    }
+    EXPECT_EQ(file.content(), expected);
+    EXPECT_TRUE(same(back.pos, as_printed(m.pos)));
+    if (!temporary_file::can_fill_disk()) return;
+    EXPECT_EQ(write("/dev/full", random_mesh(1)), -1); // shows only at close
+    ranged large = random_blocks({ELEM_TRIA3}, 1, 1);
+    large.pos = dense2D<double>(3, 100000);
+    EXPECT_EQ(write("/dev/full", large), -1);
+}
+
+/// A reader empties its outputs, and other holders of them keep what they have; the text holds a mesh.
+template <typename Read>
+void expect_emptied_outputs(Read read, const std::string& text, int elements) {
+    const ranged kept = random_mesh(4);
+    ranged m = kept;
+    for (const std::string& path : {std::string(NO_SUCH_DIRECTORY), testing::TempDir()}) {
+        m = kept;
+        EXPECT_EQ(read(path.c_str(), m), -1); // a directory opens, but cannot be read
+        expect_consistent(m, -1, path);
+    }
+    m = kept;
+    const temporary_file file(text);
+    EXPECT_EQ(read(file.path(), m), elements);
+    expect_same(kept, random_mesh(4));
+}
+
 /// The checks of a writer in their order; every failure but that of opening leaves an empty file.
 template <typename Write>
 void expect_ranged_checks(Write write) {
