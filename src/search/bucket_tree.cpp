@@ -14,7 +14,9 @@ constexpr unsigned int GROUP = 4;
 static_assert(BUCKET % GROUP == 0);
 // Halving cells may peel off a point at a time; from this depth on the points are halved instead.
 constexpr unsigned int DEEPEST_MIDDLE = 40;
-constexpr unsigned int DEEPEST = DEEPEST_MIDDLE + 32 + 4;
+// Where many points share the median coordinate, halving them may still take several steps; cells at this
+// depth stay whole, so that branches that wait always fit.
+constexpr unsigned int DEEPEST = 160;
 
 } // namespace
 
@@ -96,15 +98,16 @@ void bucket_tree<D>::split(item* items, const box& all, cell* cells) noexcept {
     for (;;) {
         item* const mine = items + now.begin;
         const unsigned int count = now.end - now.begin;
+        const bool splittable = count > BUCKET && now.depth < DEEPEST;
         unsigned int axis = 0;
         unsigned int lows = 0;
         double at = 0;
-        if (count > BUCKET && now.depth < DEEPEST_MIDDLE) {
+        if (splittable && now.depth < DEEPEST_MIDDLE) {
             axis = now.bounds.widest_axis();
             at = middle_of(now.bounds.low[axis], now.bounds.high[axis]);
             lows = partition(mine, count, axis, at);
         }
-        if (count > BUCKET && (lows == 0 || lows == count)) { // or too deep for the middle of the cell
+        if (splittable && (lows == 0 || lows == count)) { // or too deep for the middle of the cell
             now.bounds = box::around(mine, count);
             axis = now.bounds.widest_axis();
             const double low = now.bounds.low[axis], high = now.bounds.high[axis];
@@ -117,7 +120,7 @@ void bucket_tree<D>::split(item* items, const box& all, cell* cells) noexcept {
             }
             lows = partition(mine, count, axis, at);
         }
-        if (lows == 0 || lows == count) { // few points, or all of them in one place
+        if (lows == 0 || lows == count) { // few points, all of them in one place, or too deep
             put_bucket(mine, now.begin, count);
             cells[now.cell] = {0, now.begin, D + count};
             if (waiting_count == 0) return;
@@ -185,7 +188,8 @@ bool bucket_tree<D>::copy(const bucket_tree& source) noexcept {
     return true;
 }
 
-/// Up to BUCKET points of a bucket; only points in one place share a bucket that takes several runs.
+/// Up to BUCKET points of a bucket; only points in one place, or at the depth limit, share a bucket that takes
+/// several runs.
 template <unsigned int D>
 struct bucket_tree<D>::run {
     const double* x;          ///< of the first point
