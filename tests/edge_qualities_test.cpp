@@ -183,7 +183,7 @@ TEST(EdgeQualities, BadFieldsSpareTheEdgesTheyDoNotTouch) {
     EXPECT_EQ(wrong_length(dense2D<double>()), 0u);
     EXPECT_EQ(wrong_length(real_matrix(3, {1, 0, 1, 1, 0, 1})), 1u);
     EXPECT_EQ(wrong_length(real_matrix(3, {1, 0, 1, 1, 0, 1, 1, 0, 1, 1, 0, 1, 1, 0, 1})), 4u);
-    EXPECT_EQ(rated(dense2D<double>(2, 4, 1.0), -5, NOTHING_EXCLUDED), 0u); // too few rows
+    EXPECT_EQ(rated(real_matrix(2, {1, 0, 1, 0, 1, 0, 1, 0}), -5, NOTHING_EXCLUDED), 0u); // too few rows
 }
 
 TEST(EdgeQualities, FailuresInTheirOrder) {
@@ -223,26 +223,25 @@ TEST(EdgeQualities, FailuresInTheirOrder) {
 
 TEST(EdgeQualities, ExtremeCoordinatesAreCounted) {
     const dense2D<unsigned int> ring = id_matrix(2, {0, 1, 1, 2, 2, 0});
-    for (const double size : {1e-300, 1e-200, 1e200, 1e300}) {
-        const dense2D<double> pos = real_matrix(3, {0, 0, 0, size, 0, 0, 0, size, 0});
+    const auto rated = [&](const dense2D<double>& pos, double size) {
         histogram histo;
         EXPECT_EQ(edge_qualities(pos, ring, ELEM_EDGE2, real_list(3, size), histo, NOTHING_EXCLUDED), 0);
+        return histo;
+    };
+    for (const double size : {1e-300, 1e-200, 1e200, 1e300}) {
+        const histogram histo = rated(real_matrix(3, {0, 0, 0, size, 0, 0, 0, size, 0}), size);
         EXPECT_EQ(histo.count(), 3u);
         EXPECT_NEAR(histo.max(), std::sqrt(2.0), 1e-15) << size;
     }
     // Infinite lengths rate infinitely and NaN stays NaN, whichever coordinate they come from.
-    for (const unsigned int dimension : {2u, 3u}) {
-        for (unsigned int d = 0; d < dimension; ++d) {
-            dense2D<double> broken(dimension, 3);
-            broken(d, 0) = NOT_A_NUMBER;
-            broken(d, 1) = INF;
-            histogram histo;
-            EXPECT_EQ(edge_qualities(broken, ring, ELEM_EDGE2, real_list(3, 1.0), histo, NOTHING_EXCLUDED),
-                      0);
-            EXPECT_EQ(histo.not_a_number(), 2u);
-            EXPECT_EQ(histo.above(), 1u);
-            EXPECT_EQ(histo.min(), INF);
-        }
+    for (const unsigned int component : {0u, 1u, 3u, 4u, 5u}) {
+        dense2D<double> broken(component < 3 ? 2 : 3, 3);
+        broken(component % 3, 0) = NOT_A_NUMBER;
+        broken(component % 3, 1) = INF;
+        const histogram histo = rated(broken, 1);
+        EXPECT_EQ(histo.not_a_number(), 2u);
+        EXPECT_EQ(histo.above(), 1u);
+        EXPECT_EQ(histo.min(), INF);
     }
 }
 
