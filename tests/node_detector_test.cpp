@@ -400,6 +400,45 @@ TEST(NodeDetector, BuildsAMillionNodesInOneOrTwoPlaces) {
     EXPECT_EQ(in_box(detector, vec3{0.5, 0, 0}.data(), vec3{2, 0, 0}.data(), 3).size(), 10u);
 }
 
+/// Points among which every halving takes four steps: at each scale half of them stand in one corner of the
+/// box, and on each axis one point lies beyond. A row of doubled distances keeps the cells of the first 40
+/// steps from being halved at all.
+dense2D<double> points_that_resist_halving(test::dice& random) {
+    std::vector<vec3> points;
+    for (int i = 0; i < 26; ++i)
+        points.push_back({random.between(0, 1), random.between(0, 1), random.between(0, 1)});
+    double size = 1;
+    for (int scale = 0; scale < 11; ++scale) {
+        const double corner = 1.25 * size;
+        points.insert(points.end(), points.size() + 4, vec3{corner, corner, corner});
+        for (const vec3& beyond : {vec3{1, 0, 0}, vec3{0, 1, 0}, vec3{0, 0, 1}})
+            points.push_back({3 * corner * beyond[0], 3 * corner * beyond[1], 3 * corner * beyond[2]});
+        size = 3.5 * corner;
+    }
+    for (int i = 1; i <= 41; ++i) points.push_back({std::ldexp(size, i), 0, 0});
+    dense2D<double> pos(3, static_cast<unsigned int>(points.size()));
+    for (unsigned int j = 0; j < pos.cols(); ++j) std::copy_n(points[j].data(), 3, pos.col_data(j));
+    return pos;
+}
+
+TEST(NodeDetector, AnswersAmongPointsThatResistHalving) {
+    test::dice random(34);
+    const auto pos = points_that_resist_halving(random);
+    const node_detector detector(pos);
+    const auto squared_distance = [&pos](const vec3& P, unsigned int n) {
+        const double* p = pos.col_data(n);
+        return (P[0] - p[0]) * (P[0] - p[0]) + (P[1] - p[1]) * (P[1] - p[1]) + (P[2] - p[2]) * (P[2] - p[2]);
+    };
+    for (unsigned int i = 0; i < 26; ++i) { // about the innermost points, which stand deepest
+        vec3 P;
+        for (unsigned int k = 0; k < 3; ++k) P[k] = pos(k, i) + random.between(0, 0.1);
+        double least = INF;
+        for (unsigned int n = 0; n < pos.cols(); ++n) least = std::min(least, squared_distance(P, n));
+        ASSERT_EQ(squared_distance(P, detector.find_closest(P)), least);
+        ASSERT_EQ(in_box(detector, pos.col_data(i), pos.col_data(i), 3), list{i});
+    }
+}
+
 TEST(NodeDetector, AnswersSeveralThreadsAtOnce) {
     test::dice random(34);
     const auto pos = make_cloud(cloud::random, 3, 5000, random);

@@ -93,10 +93,9 @@ PLEXO_API int copy_edges(const dense2D<unsigned int>& connectivity, element_type
 
 /// The same for the connectivities [begin, end), types[i] being the element_type of the i-th: an edge that
 /// several of them have is listed once.
-/// \return 0; -2 `begin` lies after `end`; -3 not as many types as connectivities; -4 a non-empty `edges`
-/// with
-///         other than 2 rows; -1 a connectivity is not of its type's shape; -199 out of memory (`edges`
-///         unchanged)
+/// \return 0; -2 `begin` lies after `end`; -3 not as many types as connectivities; -4 a non-empty
+///         `edges` with other than 2 rows; -1 a connectivity is not of its type's shape; -199 out of memory
+///         (`edges` unchanged)
 PLEXO_API int copy_edges(const dense2D<unsigned int>* begin, const dense2D<unsigned int>* end,
                          const dense1D<int, 16>& types, dense2D<unsigned int>& edges);
 
@@ -112,8 +111,8 @@ PLEXO_API int get_subdomains(const dense2D<unsigned int>& neighbors, dense1D<uns
 
 /// The same, with the elements renumbered in that order: part p is columns offsets[p] … offsets[p + 1] - 1 of
 /// both matrices, and `neighbors` refers to the new numbers. Both matrices get new storage, so containers
-/// that shared the old one keep their values. O(entries). \return 0; -2 the matrices differ in columns
-/// (nothing is changed); -199 out of memory: while the parts are
+/// that shared the old one keep their values. O(entries).
+/// \return 0; -2 the matrices differ in columns (nothing is changed); -199 out of memory: while the parts are
 ///         listed the matrices stay as they are, later on all three arguments are emptied, deliberately
 PLEXO_API int get_subdomains(dense2D<unsigned int>& connectM, dense2D<unsigned int>& neighbors,
                              dense1D<unsigned int, 16>& offsets);

@@ -188,8 +188,8 @@ bool bucket_tree<D>::copy(const bucket_tree& source) noexcept {
     return true;
 }
 
-/// Up to BUCKET points of a bucket; only points in one place, or at the depth limit, share a bucket that takes
-/// several runs.
+/// Up to BUCKET points of a bucket; only points in one place, or at the depth limit, share a bucket that
+/// takes several runs.
 template <unsigned int D>
 struct bucket_tree<D>::run {
     const double* x;          ///< of the first point

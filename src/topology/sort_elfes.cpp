@@ -3,6 +3,7 @@
 #include "containers/scratch.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <numeric>
 #include <utility>
@@ -56,9 +57,9 @@ bool sort_columns(const column_keys& keys, unsigned int cols, scratch<unsigned i
     unsigned int* end = ends.data() + 1;
     for (unsigned int j = 0; j < cols; ++j) ++end[keys.smallest(j)];
     unsigned int total = 0;
-    for (unsigned int n = 0; n <= largest; ++n) total += std::exchange(end[n], total);
+    for (std::size_t n = 0; n <= largest; ++n) total += std::exchange(end[n], total);
     for (unsigned int j = 0; j < cols; ++j) order[end[keys.smallest(j)]++] = j;
-    for (unsigned int n = 0; n <= largest; ++n) {
+    for (std::size_t n = 0; n <= largest; ++n) {
         std::sort(order.data() + ends[n], order.data() + ends[n + 1], less);
     }
     return true;
