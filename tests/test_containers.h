@@ -112,6 +112,7 @@ public:
     double between(double low, double high) {
         return std::uniform_real_distribution<double>(low, high)(generator_);
     }
+    std::mt19937& generator() { return generator_; }
 
 private:
     std::mt19937 generator_;

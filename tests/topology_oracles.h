@@ -1,9 +1,92 @@
 #pragma once
 
 /// \file
-/// Small random meshes full of coincidences, and naive forms of the topology functions to compare with.
+/// Random meshes full of coincidences, and the faces and edges of element shapes to compare with.
+
+#include "test_containers.h"
+#include "test_elements.h"
 
 #include <plexo/topology.h>
+
+#include <array>
+
+namespace test {
+
+using id_vector = std::vector<unsigned int>;
+
+/// A type with faces: how many an element has, and how many rows each.
+struct faced_type {
+    element_type type;
+    unsigned int faces, face_rows;
+};
+inline constexpr faced_type FACED_TYPES[] = {
+    {ELEM_EDGE2, 2, 1},    {ELEM_TRIA3, 3, 2},  {ELEM_QUAD4, 4, 2},
+    {ELEM_FACE_MIX, 4, 2}, {ELEM_TETRA4, 4, 3}, {ELEM_PYRAMID5, 5, 4},
+    {ELEM_WEDGE6, 5, 4},   {ELEM_HEXA8, 6, 4},  {ELEM_SOLID_MIX, 6, 4}};
+
+/// The local nodes of the faces and of the edges of a shape, and the types that have it.
+struct shape {
+    std::vector<int> types;
+    const char* faces;
+    const char* edges;
+};
+inline const shape SHAPES[] = {
+    {{ELEM_EDGE2, ELEM_EDGE3}, "1 0", "01"},
+    {{ELEM_TRIA3, ELEM_TRIA6}, "12 20 01", "12 20 01"},
+    {{ELEM_QUAD4, ELEM_QUAD8, ELEM_QUAD9}, "01 12 23 30", "01 12 23 30"},
+    {{ELEM_TETRA4, ELEM_TETRA10}, "123 203 130 210", "01 12 20 03 13 23"},
+    {{ELEM_PYRAMID5, ELEM_PYRAMID14}, "041 142 243 340 0123", "01 12 23 30 04 14 24 34"},
+    {{ELEM_WEDGE6, ELEM_WEDGE18}, "012 354 2145 5302 0341", "01 12 20 03 14 25 34 45 53"},
+    {{ELEM_HEXA8, ELEM_HEXA27}, "0374 1562 0451 3267 0123 4765", "01 12 23 30 04 15 26 37 45 56 67 74"},
+    {{}, "", ""}};
+
+/// The nodes that `local` (SHAPES::faces or SHAPES::edges) names in column e.
+inline std::vector<id_vector> parts_of(const dense2D<unsigned int>& connectivity, unsigned int e, int type,
+                                       const char* shape::*local) {
+    const unsigned int* column = connectivity.col_data(e);
+    const auto nodes = std::find(column, column + connectivity.rows(), NO_ID) - column;
+    if (type == ELEM_FACE_MIX) type = nodes == 3 ? ELEM_TRIA3 : ELEM_QUAD4;
+    if (type == ELEM_SOLID_MIX) {
+        type = nodes == 4 ? ELEM_TETRA4 : nodes == 5 ? ELEM_PYRAMID5 : nodes == 6 ? ELEM_WEDGE6 : ELEM_HEXA8;
+    }
+    const shape* s = SHAPES;
+    while (!s->types.empty() && std::find(s->types.begin(), s->types.end(), type) == s->types.end()) ++s;
+    std::vector<id_vector> parts;
+    bool begins = true;
+    for (const char* c = s->*local; *c != '\0'; ++c) {
+        if (begins) parts.emplace_back();
+        begins = *c == ' ';
+        if (!begins) parts.back().push_back(column[*c - '0']);
+    }
+    return parts;
+}
+
+/// Elements over `nodes` IDs: 0, 1, …, or with a larger step those that far apart up to the last ID. A
+/// quarter of the elements are an earlier one again, perhaps with two nodes exchanged: faces coincide,
+/// elements degenerate.
+inline dense2D<unsigned int> coincident_elements(dice& random, element_type type, unsigned int cols,
+                                                 unsigned int nodes, unsigned int step = 1) {
+    auto elements = random_elements(type, cols, nodes, random.generator());
+    for (unsigned int e = 0; e < elements.cols(); ++e) {
+        unsigned int* column = elements.col_data(e);
+        if (e > 0 && random.one_in(4))
+            std::copy_n(elements.col_data(random.below(e)), elements.rows(), column);
+        const auto used = unsigned(std::find(column, column + elements.rows(), NO_ID) - column);
+        std::swap(column[random.below(used)], column[random.below(used)]);
+    }
+    for (unsigned int i = 0; step > 1 && i < elements.size(); ++i) {
+        unsigned int& node = elements.data()[i];
+        if (node != NO_ID) node = NO_ID - 1 - step * node;
+    }
+    return elements;
+}
+
+/// A step for coincident_elements: mostly 1, else anything up to the largest that there is room for.
+inline unsigned int any_step(dice& random, unsigned int nodes) {
+    return random.one_in(3) ? 1 + random.below(NO_ID / nodes - 1) : 1;
+}
+
+} // namespace test
 
 #include <algorithm>
 #include <array>
