@@ -105,15 +105,15 @@ PLEXO_API int copy_edges(const dense2D<unsigned int>* begin, const dense2D<unsig
 /// element, and each is listed breadth-first from there, neighbours in the order of the rows of `neighbors`.
 /// Links are followed in the direction in which they stand; entries that are no element are skipped. Both
 /// outputs are emptied first; without elements `offsets` is {0}. O(entries).
-/// \return 0; -199 out of memory
+/// \return 0; -199 out of memory (outputs empty)
 PLEXO_API int get_subdomains(const dense2D<unsigned int>& neighbors, dense1D<unsigned int, 16>& elements,
                              dense1D<unsigned int, 16>& offsets);
 
 /// The same, with the elements renumbered in that order: part p is columns offsets[p] … offsets[p + 1] - 1 of
 /// both matrices, and `neighbors` refers to the new numbers. Both matrices get new storage, so containers
 /// that shared the old one keep their values. O(entries).
-/// \return 0; -2 the matrices differ in columns (nothing is changed); -199 out of memory: while the parts are
-///         listed the matrices stay as they are, later on all three arguments are emptied, deliberately
+/// \return 0; -2 the matrices differ in columns (nothing is changed); -199 out of memory: `offsets` is emptied
+///         and, once the parts have been listed, so are both matrices, deliberately
 PLEXO_API int get_subdomains(dense2D<unsigned int>& connectM, dense2D<unsigned int>& neighbors,
                              dense1D<unsigned int, 16>& offsets);
 

@@ -29,6 +29,38 @@ private:
     scratch<std::uint64_t> words_;
 };
 
+/// Fills emptied outputs; false when memory runs out.
+///
+/// An element is flagged when it is first met, not when its turn comes: the order is the same, and so the
+/// list of elements is also the queue.
+bool list_parts(const dense2D<unsigned int>& neighbors, dense1D<unsigned int, 16>& elements,
+                dense1D<unsigned int, 16>& offsets) {
+    const unsigned int n = neighbors.cols();
+    element_flags listed;
+    if (!elements.resize_for_overwrite(n) || !offsets.push_back(0) || !listed.allocate(n)) return false;
+
+    const unsigned int* links = neighbors.data();
+    const std::size_t ld = neighbors.ld();
+    const unsigned int rows = neighbors.rows();
+    unsigned int* queue = elements.data();
+    unsigned int head = 0;
+    unsigned int tail = 0;
+    for (unsigned int seed = 0; tail < n; ++seed) {
+        if (!listed.set(seed)) continue;
+        for (queue[tail++] = seed; head < tail; ++head) {
+            const unsigned int* across = links + queue[head] * ld;
+            for (unsigned int k = 0; k < rows; ++k) {
+                const unsigned int e = across[k];
+                if (e >= n || !listed.set(e)) continue;
+                __builtin_prefetch(links + e * ld);
+                queue[tail++] = e;
+            }
+        }
+        if (!offsets.push_back(tail)) return false;
+    }
+    return true;
+}
+
 /// A matrix with the columns of `source` in the given order; false when memory runs out.
 bool take_columns(const dense2D<unsigned int>& source, const dense1D<unsigned int, 16>& order,
                   dense2D<unsigned int>& result) {
@@ -50,40 +82,12 @@ bool invert(const dense1D<unsigned int, 16>& order, dense1D<unsigned int, 16>& n
 
 int get_subdomains(const dense2D<unsigned int>& neighbors, dense1D<unsigned int, 16>& elements,
                    dense1D<unsigned int, 16>& offsets) {
-    const unsigned int n = neighbors.cols();
     elements.clear();
     offsets.clear();
-    element_flags listed;
-    if (!elements.resize_for_overwrite(n) || !offsets.push_back(0) || !listed.allocate(n)) {
-        elements.clear();
-        return -199;
-    }
-
-    // An element is flagged when it is first met, not when its turn comes: the order is the same, and so the
-    // list of elements is also the queue.
-    const unsigned int* links = neighbors.data();
-    const std::size_t ld = neighbors.ld();
-    const unsigned int rows = neighbors.rows();
-    unsigned int* queue = elements.data();
-    unsigned int head = 0;
-    unsigned int tail = 0;
-    for (unsigned int seed = 0; tail < n; ++seed) {
-        if (!listed.set(seed)) continue;
-        for (queue[tail++] = seed; head < tail; ++head) {
-            const unsigned int* across = links + queue[head] * ld;
-            for (unsigned int k = 0; k < rows; ++k) {
-                const unsigned int e = across[k];
-                if (e >= n || !listed.set(e)) continue;
-                __builtin_prefetch(links + e * ld);
-                queue[tail++] = e;
-            }
-        }
-        if (!offsets.push_back(tail)) {
-            elements.resize(tail);
-            return -199;
-        }
-    }
-    return 0;
+    if (list_parts(neighbors, elements, offsets)) return 0;
+    elements.clear();
+    offsets.clear();
+    return -199;
 }
 
 int get_subdomains(dense2D<unsigned int>& connectM, dense2D<unsigned int>& neighbors,
