@@ -27,11 +27,15 @@ inline bool finite(const point& p) noexcept {
     return p.x * 0.0 + p.y * 0.0 + p.z * 0.0 == 0.0;
 }
 
-inline double distance(const point& p, const point& q) noexcept {
+inline double squared_distance(const point& p, const point& q) noexcept {
     const double dx = q.x - p.x;
     const double dy = q.y - p.y;
     const double dz = q.z - p.z;
-    return std::sqrt(dx * dx + dy * dy + dz * dz);
+    return dx * dx + dy * dy + dz * dz;
+}
+
+inline double distance(const point& p, const point& q) noexcept {
+    return std::sqrt(squared_distance(p, q));
 }
 
 /// True when q lies in the box p ± tol, bounds included. Rounding makes this one-sided: the box of q need not
@@ -43,7 +47,11 @@ inline bool in_box(const point& p, const point& q, double tol) noexcept {
 
 /// True when p may absorb q.
 inline bool reaches(const point& p, const point& q, double tol) noexcept {
-    return in_box(p, q, tol) && distance(p, q) <= tol;
+    if (!in_box(p, q, tol)) return false;
+    const double d2 = squared_distance(p, q);
+    // What is clear from the squares needs no root.
+    constexpr double CLEAR = 1 - 0x1p-50;
+    return d2 < tol * tol * CLEAR || std::sqrt(d2) <= tol;
 }
 
 } // namespace qv7::plexo

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <functional>
 #include <numeric>
 
 namespace qv7::plexo {
@@ -54,10 +55,17 @@ int merge_nodes(merge_input input, unsigned int nods, id_list& new_IDs) {
     return merged;
 }
 
+/// True when every ID is larger than the one before, so that none comes twice, and none is absent.
+bool is_ascending(const id_list& nodes) {
+    const unsigned int* const end = nodes.data() + nodes.size();
+    return end[-1] != NO_ID && std::adjacent_find(nodes.data(), end, std::greater_equal<>()) == end;
+}
+
 bool is_identity(const id_list& table, unsigned int n) {
+    const unsigned int* const ids = table.data();
     if (table.size() != n) return false;
     for (unsigned int i = 0; i < n; ++i) {
-        if (table[i] != i) return false;
+        if (ids[i] != i) return false;
     }
     return true;
 }
@@ -110,6 +118,8 @@ int merge(const dense2D<double>& pos, const dense1D<unsigned int, 16>& nodesA,
     if (!check_IDs(b, pos.cols())) return -3;
     if (tol < 0) return -4;
 
+    if (b.empty()) return 0;
+    if (a == b && is_ascending(b)) return merge_list(pos, b, new_IDs, tol);
     id_list onto;
     if (!append_unique_IDs(onto, b, id_list())) return OUT_OF_MEMORY;
     if (onto.empty()) return 0;

@@ -145,13 +145,13 @@ public:
     }
 
 private:
-    // Cell widths in tolerances. Wide cells make most searches a look into one cell; where leaders are dense
-    // that means many comparisons, and the cells are narrowed.
-    static constexpr double WIDEST_CELL = 16;
+    // Cell widths in tolerances. Wide cells make nearly all searches a look into one cell; where leaders are
+    // dense that means many comparisons, and the cells are narrowed.
+    static constexpr double WIDEST_CELL = 256;
     static constexpr double NARROWEST_CELL = 4;
     // The absolute limit: the inverse must be finite.
     static constexpr double FINEST_CELL = 1e-300;
-    static constexpr std::uint64_t LOOKS_WORTH_NARROWING = 16;
+    static constexpr std::uint64_t LOOKS_WORTH_NARROWING = 4;
     // So many mean that the leaders are dense enough to be almost all of one cluster, or too close together
     // for the narrowest cells that the coordinates allow. Either way the tree of one cluster finds them
     // faster.
@@ -167,7 +167,6 @@ private:
 
     struct cell_range {
         std::int64_t low[3], high[3];
-        bool single() const noexcept { return low[0] == high[0] && low[1] == high[1] && low[2] == high[2]; }
     };
 
     void set_cell_width(double width) noexcept {
@@ -313,13 +312,17 @@ private:
             joined = l;
             return true;
         };
-        const cell_range around = cells_around(s);
+        cell_range around{};
         bool has_neighbors = false;
         const auto joins_or_meets = [&](unsigned int l) {
             has_neighbors = has_neighbors || near(table_[l].at, at);
             return joins(l);
         };
-        if (any_leader(home, joins) || any_leader(around, joins_or_meets)) {
+        const auto any_around = [&] {
+            around = cells_around(s);
+            return any_leader(around, joins_or_meets);
+        };
+        if (any_leader(home, joins) || any_around()) {
             // Nothing is known of the order in which two nodes that cannot be absorbed take the others.
             if (!input_.has_role(item, MAY_BE_ABSORBED)) tangle(find(joined));
             survivor_[item] = table_[joined].item;

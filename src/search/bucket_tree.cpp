@@ -21,12 +21,6 @@ constexpr unsigned int DEEPEST = 160;
 } // namespace
 
 template <unsigned int D>
-struct bucket_tree<D>::item {
-    double p[D];
-    std::uint64_t key;
-};
-
-template <unsigned int D>
 struct bucket_tree<D>::box {
     double low[D], high[D];
 
@@ -38,13 +32,13 @@ struct bucket_tree<D>::box {
         return axis;
     }
 
-    static box around(const item* items, unsigned int count) {
+    static box around(const point* points, unsigned int count) {
         box b;
-        for (unsigned int k = 0; k < D; ++k) b.low[k] = b.high[k] = items[0].p[k];
+        for (unsigned int k = 0; k < D; ++k) b.low[k] = b.high[k] = points[0].p[k];
         for (unsigned int i = 1; i < count; ++i) {
             for (unsigned int k = 0; k < D; ++k) {
-                b.low[k] = std::min(b.low[k], items[i].p[k]);
-                b.high[k] = std::max(b.high[k], items[i].p[k]);
+                b.low[k] = std::min(b.low[k], points[i].p[k]);
+                b.high[k] = std::max(b.high[k], points[i].p[k]);
             }
         }
         return b;
@@ -59,15 +53,15 @@ double middle_of(double low, double high) {
     return middle >= low && middle < high ? middle : low;
 }
 
-/// Moves the items above `split` behind the others; returns how many the others are.
-template <typename Item>
-unsigned int partition(Item* items, unsigned int count, unsigned int axis, double split) {
+/// Moves the points above `split` behind the others; returns how many the others are.
+template <unsigned int D>
+unsigned int partition(located_node<D>* points, unsigned int count, unsigned int axis, double split) {
     unsigned int lows = 0;
     for (unsigned int i = 0; i < count; ++i) {
-        const Item here = items[i];
+        const located_node<D> here = points[i];
         const bool is_low = here.p[axis] <= split;
-        items[i] = items[lows]; // swapped in any case, because a branch would be mispredicted
-        items[lows] = here;
+        points[i] = points[lows]; // swapped in any case, because a branch would be mispredicted
+        points[lows] = here;
         lows += is_low;
     }
     return lows;
@@ -76,17 +70,18 @@ unsigned int partition(Item* items, unsigned int count, unsigned int axis, doubl
 } // namespace
 
 template <unsigned int D>
-void bucket_tree<D>::put_bucket(const item* items, unsigned int first, unsigned int count) noexcept {
+void bucket_tree<D>::put_bucket(const point* points, unsigned int first, unsigned int count) noexcept {
     double* const to = coordinates_.data() + std::size_t(first) * D;
     for (unsigned int k = 0; k < D; ++k) {
-        for (unsigned int i = 0; i < count; ++i) to[std::size_t(k) * count + i] = items[i].p[k];
+        for (unsigned int i = 0; i < count; ++i) to[std::size_t(k) * count + i] = points[i].p[k];
     }
-    for (unsigned int i = 0; i < count; ++i) keys_[first + i] = items[i].key;
+    for (unsigned int i = 0; i < count; ++i)
+        keys_[first + i] = std::uint64_t(points[i].rank) << 32 | points[i].node;
 }
 
-/// Splits the items into cells down to buckets.
+/// Splits the points into cells down to buckets.
 template <unsigned int D>
-void bucket_tree<D>::split(item* items, const box& all, cell* cells) noexcept {
+void bucket_tree<D>::split(point* points, const box& all, cell* cells) noexcept {
     struct task {
         unsigned int cell, begin, end, depth;
         box bounds; ///< not always tight
@@ -96,7 +91,7 @@ void bucket_tree<D>::split(item* items, const box& all, cell* cells) noexcept {
     task now{0, 0, count_, 0, all};
     cell_count_ = 2; // pairs of children start at even numbers and so share a cache line
     for (;;) {
-        item* const mine = items + now.begin;
+        point* const mine = points + now.begin;
         const unsigned int count = now.end - now.begin;
         const bool splittable = count > BUCKET && now.depth < DEEPEST;
         unsigned int axis = 0;
@@ -113,9 +108,9 @@ void bucket_tree<D>::split(item* items, const box& all, cell* cells) noexcept {
             const double low = now.bounds.low[axis], high = now.bounds.high[axis];
             at = middle_of(low, high);
             if (now.depth >= DEEPEST_MIDDLE) {
-                item* const median = mine + count / 2;
+                point* const median = mine + count / 2;
                 std::nth_element(mine, median, mine + count,
-                                 [axis](const item& a, const item& b) { return a.p[axis] < b.p[axis]; });
+                                 [axis](const point& a, const point& b) { return a.p[axis] < b.p[axis]; });
                 at = std::min(median->p[axis], std::nextafter(high, low));
             }
             lows = partition(mine, count, axis, at);
@@ -138,31 +133,26 @@ void bucket_tree<D>::split(item* items, const box& all, cell* cells) noexcept {
 }
 
 template <unsigned int D>
-bool bucket_tree<D>::build(const located_node<D>* points, const unsigned int* ranks,
-                           unsigned int count) noexcept {
+bool bucket_tree<D>::build(point* points, unsigned int count) noexcept {
     count_ = 0;
     if (count == 0 || count > NO_ID - 2 * D) return false;
-    scratch<item> items;
     scratch<cell> cells;
-    if (!items.allocate(count) || !cells.allocate(2 * std::size_t(count) + 1) ||
+    if (!cells.allocate(2 * std::size_t(count) + 1) ||
         !coordinates_.allocate(std::size_t(count) * D + BUCKET) || !keys_.allocate(count))
         return false;
+    const box all = box::around(points, count);
     bool finite = true;
     for (unsigned int i = 0; i < count; ++i) {
-        for (unsigned int k = 0; k < D; ++k) {
-            items[i].p[k] = points[i].p[k];
+        for (unsigned int k = 0; k < D; ++k)
             finite &= std::abs(points[i].p[k]) <= std::numeric_limits<double>::max();
-        }
-        items[i].key = std::uint64_t(ranks ? ranks[i] : i) << 32 | points[i].node;
     }
     if (!finite) return false;
     std::fill_n(coordinates_.data() + std::size_t(count) * D, BUCKET, 0.0);
 
-    const box all = box::around(items.data(), count);
     std::copy_n(all.low, D, low_);
     std::copy_n(all.high, D, high_);
     count_ = count;
-    split(items.data(), all, cells.data());
+    split(points, all, cells.data());
     if (!cells_.allocate(cell_count_)) {
         count_ = 0;
         return false;

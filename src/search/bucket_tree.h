@@ -12,6 +12,7 @@ template <unsigned int D>
 struct located_node {
     double p[D];
     unsigned int node;
+    unsigned int rank; ///< in a bucket_tree; of no meaning elsewhere
 };
 
 /// A k-d tree that only answers queries, laid out for the cache: the points stand in small buckets, their
@@ -23,9 +24,9 @@ struct located_node {
 template <unsigned int D>
 class bucket_tree {
 public:
-    /// Takes points with their ranks, which are their positions when `ranks` is null. False, and empty, when
-    /// a coordinate is not finite or memory runs out. O(n log n).
-    bool build(const located_node<D>* points, const unsigned int* ranks, unsigned int count) noexcept;
+    /// Takes points with their ranks and leaves them in another order. False, and empty, when a coordinate is
+    /// not finite or memory runs out. O(n log n).
+    bool build(located_node<D>* points, unsigned int count) noexcept;
     [[nodiscard]] bool copy(const bucket_tree& source) noexcept;
     void clear() noexcept { count_ = 0; }
     bool empty() const noexcept { return count_ == 0; }
@@ -44,7 +45,7 @@ public:
                      unsigned int& count) const noexcept;
 
 private:
-    struct item;
+    using point = located_node<D>;
     struct box;
     struct run;
     struct search;
@@ -57,11 +58,11 @@ private:
         unsigned int count() const { return kind - D; }
     };
 
-    void split(item* items, const box& all, cell* cells) noexcept;
+    void split(point* points, const box& all, cell* cells) noexcept;
     run run_at(const cell& bucket, unsigned int start) const noexcept;
     static void append_inside(const run& points, const double* Pmin, const double* Pmax,
                               std::uint64_t*& end) noexcept;
-    void put_bucket(const item* items, unsigned int first, unsigned int count) noexcept;
+    void put_bucket(const point* points, unsigned int first, unsigned int count) noexcept;
 
     unsigned int count_ = 0;
     unsigned int cell_count_ = 0;

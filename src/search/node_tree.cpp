@@ -115,8 +115,8 @@ bool node_tree<D>::insert(const dense1D<unsigned int, 16>& nodes, unsigned int& 
 
     const std::uint64_t new_size = std::uint64_t(size_) + count;
     const std::uint64_t roomy = size_ == 0 ? count : std::max(new_size, std::uint64_t(size_) + size_ / 2);
-    scratch<point> high_points;
-    if (new_size >= NO_ID || !high_points.allocate(count)) return false;
+    scratch<point> working;
+    if (new_size >= NO_ID || !working.allocate(count)) return false;
     if (new_size > points_.size() &&
         !reserve(static_cast<unsigned int>(std::min<std::uint64_t>(roomy, NO_ID))))
         return false;
@@ -130,31 +130,33 @@ bool node_tree<D>::insert(const dense1D<unsigned int, 16>& nodes, unsigned int& 
         std::copy_n(p + order[i] * ld, D, fresh[i].p);
         fresh[i].node = order[i];
     }
-    sort_in(size_, static_cast<unsigned int>(new_size), high_points.data());
+    sort_in(size_, static_cast<unsigned int>(new_size), working.data());
     size_ = static_cast<unsigned int>(new_size);
     added = count;
-    fill_buckets(size_ == count);
+    fill_buckets(size_ == count, working);
     return true;
 }
 
 /// Puts all entries into buckets again once enough of them are missing there that the work is paid for by the
 /// insertions since the last time. Without buckets, queries walk the entries.
 template <unsigned int D>
-void node_tree<D>::fill_buckets(bool in_preorder) noexcept {
+void node_tree<D>::fill_buckets(bool in_preorder, scratch<point>& working) noexcept {
     buckets_.clear();
     if (size_ < FEWEST_FOR_BUCKETS || size_ - in_buckets_ < in_buckets_ / 4) return;
-    scratch<unsigned int> ranks;
-    if (!in_preorder) {
-        if (!ranks.allocate(size_)) return;
-        unsigned int rank = 0;
+    if (working.size() < size_ && !working.allocate(size_)) return;
+    std::copy_n(points_.data(), size_, working.data());
+    unsigned int rank = 0;
+    if (in_preorder) {
+        for (; rank < size_; ++rank) working[rank].rank = rank;
+    } else {
         walk_in_preorder([](unsigned int, unsigned int) { return true; },
                          [](unsigned int, unsigned int) { return true; },
                          [&](unsigned int entry, unsigned int) {
-                             ranks[entry] = rank++;
+                             working[entry].rank = rank++;
                              return true;
                          });
     }
-    buckets_.build(points_.data(), ranks.data(), size_);
+    buckets_.build(working.data(), size_);
     in_buckets_ = size_;
 }
 

@@ -44,7 +44,7 @@ private:
     void sort_in(unsigned int begin, unsigned int end, point* high_points) noexcept;
     unsigned int partition(unsigned int entry, unsigned int axis, unsigned int begin, unsigned int end,
                            point* high_points) noexcept;
-    void fill_buckets(bool in_preorder) noexcept;
+    void fill_buckets(bool in_preorder, scratch<point>& working) noexcept;
     template <typename WantLow, typename WantHigh, typename Visit>
     void walk_in_preorder(WantLow want_low, WantHigh want_high, Visit visit) const noexcept;
     unsigned int find_closest_by_entries(const double* P, unsigned int skipped) const noexcept;
