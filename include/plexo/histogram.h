@@ -48,7 +48,7 @@ public:
     bool merge(const histogram& other) noexcept;
 
     /// Values processed, NaN left out.
-    unsigned long long count() const noexcept { return count_; }
+    unsigned long long count() const noexcept { return tally_.count; }
     /// The extremes of the counted values; NaN when there are none.
     double min() const noexcept;
     double max() const noexcept;
@@ -63,10 +63,10 @@ public:
     /// Values in slice k; 0 for k >= bins().
     unsigned long long bin(unsigned int k) const noexcept { return k < bins() ? counts_[k] : 0; }
     /// Values below the first slice.
-    unsigned long long below() const noexcept { return below_; }
+    unsigned long long below() const noexcept { return tally_.below; }
     /// Values at or above the last bound.
-    unsigned long long above() const noexcept { return above_; }
-    unsigned long long not_a_number() const noexcept { return not_a_number_; }
+    unsigned long long above() const noexcept { return tally_.above; }
+    unsigned long long not_a_number() const noexcept { return tally_.not_a_number; }
 
 private:
     /// Mean and sum of squared deviations of the values times a power of two, which keeps their magnitudes
@@ -86,6 +86,17 @@ private:
         void add(moments other) noexcept;
     };
 
+    /// All that clear() forgets, but for the counts of the slices.
+    struct tally {
+        unsigned long long count = 0;
+        unsigned long long below = 0;
+        unsigned long long above = 0;
+        unsigned long long not_a_number = 0;
+        double min = 0;
+        double max = 0;
+        moments ordinary; // of the values that are not infinite
+    };
+
     bool set_slices(unsigned int bins) noexcept;
     unsigned int slice_of(double value) const noexcept;
     bool count_value(double value) noexcept;
@@ -93,13 +104,7 @@ private:
     math1::dense1D<double, 16> bounds_; // never written after construction, so copies may share it
     std::unique_ptr<unsigned long long[]> counts_;
     double slices_per_half_ = 0; // for equal slices: bins over half the width; 0 else
-    unsigned long long count_ = 0;
-    unsigned long long below_ = 0;
-    unsigned long long above_ = 0;
-    unsigned long long not_a_number_ = 0;
-    double min_ = 0;
-    double max_ = 0;
-    moments moments_;
+    tally tally_;
 };
 
 } // namespace qv7::misc

@@ -27,10 +27,10 @@ PLEXO_API int edge_quality(double L, double h1, double h2, double& q);
 /// \param types an element_type code for each of them
 /// \param sizes one size per node
 /// \return 0 (also for an empty range, before any check); -1 `pos` has neither 2 nor 3 rows; -4 `types` has
-/// not
-///         one entry per connectivity; -2 a connectivity fails check_IDs for its type; -7 `excluded` fails
-///         check_IDs as ELEM_EDGE2 (checked in this order); -5 `sizes` has not one entry per node or some
-///         edge had a size that is not positive, all other edges being rated nevertheless; -199 out of memory
+///         not one entry per connectivity; -2 a connectivity fails check_IDs for its type; -7 `excluded`
+///         fails check_IDs as ELEM_EDGE2 (checked in this order); -5 `sizes` has not one entry per node or
+///         some edge had a size that is not positive, all other edges being rated nevertheless; -199 out of
+///         memory
 PLEXO_API int edge_qualities(const dense2D<double>& pos, const dense2D<unsigned int>* first,
                              const dense2D<unsigned int>* last, const dense1D<int, 16>& types,
                              const dense1D<double, 16>& sizes, misc::histogram& histo,
@@ -42,7 +42,7 @@ PLEXO_API int edge_qualities(const dense2D<double>& pos, const dense2D<unsigned 
 /// not rated; one that is not positive along a valid metric (an edge of length 0) rates the largest finite
 /// double. Metrics I/h² give the ratings of the sizes h.
 /// \return as above, -5 standing for a field that has not one metric per node, or an invalid metric at an
-/// edge
+///         edge
 PLEXO_API int edge_qualities(const dense2D<double>& pos, const dense2D<unsigned int>* first,
                              const dense2D<unsigned int>* last, const dense1D<int, 16>& types,
                              const dense2D<double>& metrics, misc::histogram& histo,

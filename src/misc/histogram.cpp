@@ -102,14 +102,7 @@ histogram::histogram(const std::vector<double>& bounds) noexcept {
 }
 
 histogram::histogram(const histogram& other) noexcept
-    : slices_per_half_(other.slices_per_half_),
-      count_(other.count_),
-      below_(other.below_),
-      above_(other.above_),
-      not_a_number_(other.not_a_number_),
-      min_(other.min_),
-      max_(other.max_),
-      moments_(other.moments_) {
+    : slices_per_half_(other.slices_per_half_), tally_(other.tally_) {
     if (other.bins() == 0) return;
     counts_.reset(new (std::nothrow) unsigned long long[other.bins()]);
     if (!counts_) return;
@@ -129,26 +122,17 @@ histogram::histogram(histogram&& other) noexcept {
 histogram& histogram::operator=(histogram&& other) noexcept {
     if (this == &other) return *this;
     bounds_ = other.bounds_;
-    counts_ = std::move(other.counts_);
-    slices_per_half_ = other.slices_per_half_;
-    count_ = other.count_;
-    below_ = other.below_;
-    above_ = other.above_;
-    not_a_number_ = other.not_a_number_;
-    min_ = other.min_;
-    max_ = other.max_;
-    moments_ = other.moments_;
-
     other.bounds_.clear_hard();
-    other.slices_per_half_ = 0;
-    other.clear();
+    counts_ = std::move(other.counts_);
+    slices_per_half_ = std::exchange(other.slices_per_half_, 0);
+    tally_ = std::exchange(other.tally_, tally());
     return *this;
 }
 
 histogram::~histogram() = default;
 
 void histogram::process(double value) noexcept {
-    if (count_value(value)) moments_.add(&value, 1);
+    if (count_value(value)) tally_.ordinary.add(&value, 1);
 }
 
 void histogram::process(const math1::dense1D<double, 16>& values) noexcept {
@@ -158,51 +142,49 @@ void histogram::process(const math1::dense1D<double, 16>& values) noexcept {
         if (!count_value(value)) continue;
         ordinary[n++] = value;
         if (n < BLOCK) continue;
-        moments_.add(ordinary, n);
+        tally_.ordinary.add(ordinary, n);
         n = 0;
     }
-    moments_.add(ordinary, n);
+    tally_.ordinary.add(ordinary, n);
 }
 
 void histogram::clear() noexcept {
     std::fill_n(counts_.get(), bins(), 0);
-    count_ = below_ = above_ = not_a_number_ = 0;
-    min_ = max_ = 0;
-    moments_ = moments();
+    tally_ = tally();
 }
 
 bool histogram::merge(const histogram& other) noexcept {
     if (!(bounds_ == other.bounds_)) return false;
     for (unsigned int k = 0; k < bins(); ++k) counts_[k] += other.counts_[k];
-    if (other.count_ != 0) {
-        min_ = count_ == 0 ? other.min_ : std::min(min_, other.min_);
-        max_ = count_ == 0 ? other.max_ : std::max(max_, other.max_);
+    if (other.tally_.count != 0) {
+        tally_.min = tally_.count == 0 ? other.tally_.min : std::min(tally_.min, other.tally_.min);
+        tally_.max = tally_.count == 0 ? other.tally_.max : std::max(tally_.max, other.tally_.max);
     }
-    count_ += other.count_;
-    below_ += other.below_;
-    above_ += other.above_;
-    not_a_number_ += other.not_a_number_;
-    moments_.add(other.moments_);
+    tally_.count += other.tally_.count;
+    tally_.below += other.tally_.below;
+    tally_.above += other.tally_.above;
+    tally_.not_a_number += other.tally_.not_a_number;
+    tally_.ordinary.add(other.tally_.ordinary);
     return true;
 }
 
 double histogram::min() const noexcept {
-    return count_ == 0 ? NONE : min_;
+    return tally_.count == 0 ? NONE : tally_.min;
 }
 
 double histogram::max() const noexcept {
-    return count_ == 0 ? NONE : max_;
+    return tally_.count == 0 ? NONE : tally_.max;
 }
 
 double histogram::mean() const noexcept {
-    if (moments_.count == 0) return NONE;
-    return (moments_.mean + moments_.mean_error) / moments_.scale;
+    const moments& m = tally_.ordinary;
+    return m.count == 0 ? NONE : (m.mean + m.mean_error) / m.scale;
 }
 
 double histogram::standard_deviation() const noexcept {
-    if (moments_.count == 0) return NONE;
-    const double squares = std::max(0.0, moments_.squares + moments_.squares_error);
-    return std::sqrt(squares / static_cast<double>(moments_.count)) / moments_.scale;
+    const moments& m = tally_.ordinary;
+    if (m.count == 0) return NONE;
+    return std::sqrt(std::max(0.0, m.squares + m.squares_error) / static_cast<double>(m.count)) / m.scale;
 }
 
 double histogram::bound(unsigned int k) const noexcept {
@@ -233,25 +215,25 @@ unsigned int histogram::slice_of(double value) const noexcept {
 /// Does all the counting; true when the value belongs in the moments.
 bool histogram::count_value(double value) noexcept {
     if (std::isnan(value)) {
-        ++not_a_number_;
+        ++tally_.not_a_number;
         return false;
     }
-    min_ = count_ == 0 ? value : std::min(min_, value);
-    max_ = count_ == 0 ? value : std::max(max_, value);
-    ++count_;
+    tally_.min = tally_.count == 0 ? value : std::min(tally_.min, value);
+    tally_.max = tally_.count == 0 ? value : std::max(tally_.max, value);
+    ++tally_.count;
     if (value >= LARGEST) {
-        ++above_;
+        ++tally_.above;
         return false;
     }
     if (value < -LARGEST) {
-        ++below_;
+        ++tally_.below;
         return false;
     }
     if (bins() == 0) return true;
     if (value < bounds_[0])
-        ++below_;
+        ++tally_.below;
     else if (value >= bounds_[bins()])
-        ++above_;
+        ++tally_.above;
     else
         ++counts_[slice_of(value)];
     return true;

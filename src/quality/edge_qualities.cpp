@@ -16,80 +16,58 @@ namespace {
 /// Edges between asking for the data of an edge's nodes and using it.
 constexpr std::size_t PREFETCH_DISTANCE = 16;
 
-/// Rates edges against one size per node.
-template <unsigned int D>
-class size_rater {
-public:
-    size_rater(const dense2D<double>& pos, const dense1D<double, 16>& sizes)
-        : pos_(pos.data()), ld_(pos.ld()), sizes_(sizes.data()), count_(sizes.size()) {}
-
-    void prefetch(unsigned int node) const {
-        __builtin_prefetch(pos_ + node * ld_);
-        if (node < count_) __builtin_prefetch(sizes_ + node);
-    }
-    /// False when there is no positive size at an end.
-    bool rate(unsigned int a, unsigned int b, double& q) const {
-        if (a >= count_ || b >= count_ || !(sizes_[a] > 0 && sizes_[b] > 0)) return false;
-        double v[D];
-        q = length_in_sizes(edge_vector<D>(pos_ + a * ld_, pos_ + b * ld_, v), sizes_[a], sizes_[b]);
-        return true;
-    }
-
-private:
-    const double* pos_;
-    std::size_t ld_;
-    const double* sizes_;
-    std::size_t count_;
+/// One size, or one packed metric, per node.
+struct node_field {
+    const double* values;
+    std::size_t stride; ///< from a node to the next
+    std::size_t count;
 };
 
-/// Rates edges against one metric per node.
+/// Rates the edge from p to q by the sizes at its ends; false when one is not positive.
 template <unsigned int D>
-class metric_rater {
-public:
-    metric_rater(const dense2D<double>& pos, const dense2D<double>& metrics)
-        : pos_(pos.data()),
-          ld_(pos.ld()),
-          metrics_(metrics.data()),
-          metric_ld_(metrics.ld()),
-          count_(metrics.rows() < packed_size(D) ? 0 : metrics.cols()) {}
+bool rate_by_sizes(const double* p, const double* q, const double* size_p, const double* size_q,
+                   double& rating) {
+    if (!(*size_p > 0 && *size_q > 0)) return false;
+    double v[D];
+    rating = length_in_sizes(edge_vector<D>(p, q, v), *size_p, *size_q);
+    return true;
+}
 
-    void prefetch(unsigned int node) const {
-        __builtin_prefetch(pos_ + node * ld_);
-        if (node < count_) __builtin_prefetch(metrics_ + node * metric_ld_);
-    }
-    /// False when there is no positive size at an end.
-    bool rate(unsigned int a, unsigned int b, double& q) const {
-        if (a >= count_ || b >= count_) return false;
-        const double* const A = metrics_ + a * metric_ld_;
-        const double* const B = metrics_ + b * metric_ld_;
-        if (!is_valid_metric(load_metric<D>(A)) || !is_valid_metric(load_metric<D>(B))) return false;
-        double v[D];
-        edge_vector<D>(pos_ + a * ld_, pos_ + b * ld_, v);
-        end_sizes h;
-        q = sizes_along_edge<D>(A, B, v, h) ? length_in_sizes(1, h.a, h.b) : LARGEST_DOUBLE;
-        return true;
-    }
-
-private:
-    const double* pos_;
-    std::size_t ld_;
-    const double* metrics_;
-    std::size_t metric_ld_;
-    std::size_t count_;
-};
+/// Rates the edge from p to q by the metrics at its ends; false when one is not valid.
+template <unsigned int D>
+bool rate_by_metrics(const double* p, const double* q, const double* metric_p, const double* metric_q,
+                     double& rating) {
+    if (!is_valid_metric(load_metric<D>(metric_p)) || !is_valid_metric(load_metric<D>(metric_q)))
+        return false;
+    double v[D];
+    edge_vector<D>(p, q, v);
+    end_sizes h;
+    const bool positive = sizes_along_edge<D>(metric_p, metric_q, v, h);
+    rating = positive ? length_in_sizes(1, h.a, h.b) : LARGEST_DOUBLE;
+    return true;
+}
 
 /// Counts the rating of every edge that has one; true when all have.
-template <typename Rater>
-bool rate_edges(const edge_set& edges, const Rater& rater, misc::histogram& histo) {
+template <auto RATE>
+bool rate_edges(const edge_set& edges, const dense2D<double>& pos, const node_field& field,
+                misc::histogram& histo) {
+    const double* const nodes = pos.data();
+    const std::size_t ld = pos.ld();
     bool all_rated = true;
     const edge_set::edge* const end = edges.end();
     for (const edge_set::edge* edge = edges.begin(); edge != end; ++edge) {
         if (static_cast<std::size_t>(end - edge) > PREFETCH_DISTANCE) {
-            for (const unsigned int node : edge[PREFETCH_DISTANCE]) rater.prefetch(node);
+            for (const unsigned int node : edge[PREFETCH_DISTANCE]) {
+                __builtin_prefetch(nodes + node * ld);
+                if (node < field.count) __builtin_prefetch(field.values + node * field.stride);
+            }
         }
-        double q;
-        if (rater.rate((*edge)[0], (*edge)[1], q))
-            histo.process(q);
+        const unsigned int a = (*edge)[0], b = (*edge)[1];
+        double rating;
+        if (a < field.count && b < field.count &&
+            RATE(nodes + a * ld, nodes + b * ld, field.values + a * field.stride,
+                 field.values + b * field.stride, rating))
+            histo.process(rating);
         else
             all_rated = false;
     }
@@ -98,15 +76,18 @@ bool rate_edges(const edge_set& edges, const Rater& rater, misc::histogram& hist
 
 bool rate_edges(const edge_set& edges, const dense2D<double>& pos, const dense1D<double, 16>& sizes,
                 misc::histogram& histo) {
-    const bool rated = pos.rows() == 2 ? rate_edges(edges, size_rater<2>(pos, sizes), histo)
-                                       : rate_edges(edges, size_rater<3>(pos, sizes), histo);
+    const node_field field{sizes.data(), 1, sizes.size()};
+    const bool rated = pos.rows() == 2 ? rate_edges<rate_by_sizes<2>>(edges, pos, field, histo)
+                                       : rate_edges<rate_by_sizes<3>>(edges, pos, field, histo);
     return rated && sizes.size() == pos.cols();
 }
 
 bool rate_edges(const edge_set& edges, const dense2D<double>& pos, const dense2D<double>& metrics,
                 misc::histogram& histo) {
-    const bool rated = pos.rows() == 2 ? rate_edges(edges, metric_rater<2>(pos, metrics), histo)
-                                       : rate_edges(edges, metric_rater<3>(pos, metrics), histo);
+    const bool enough_rows = metrics.rows() >= packed_size(pos.rows());
+    const node_field field{metrics.data(), metrics.ld(), enough_rows ? metrics.cols() : 0};
+    const bool rated = pos.rows() == 2 ? rate_edges<rate_by_metrics<2>>(edges, pos, field, histo)
+                                       : rate_edges<rate_by_metrics<3>>(edges, pos, field, histo);
     return rated && metrics.cols() == pos.cols();
 }
 
