@@ -7,15 +7,6 @@
 #include <cstdint>
 #include <random>
 
-#ifdef PLEXO_BENCH_VTK
-#include <vtkCellArray.h>
-#include <vtkCellType.h>
-#include <vtkMeshQuality.h>
-#include <vtkNew.h>
-#include <vtkPoints.h>
-#include <vtkUnstructuredGrid.h>
-#endif
-
 namespace {
 
 using bench::mesh;
@@ -36,38 +27,6 @@ void shape_qualities_bench(benchmark::State& state, element_type type, bool shuf
     }
     state.SetItemsProcessed(state.iterations() * m.connectM.cols());
 }
-
-#ifdef PLEXO_BENCH_VTK
-/// The same elements by vtkMeshQuality, on a grid of its own.
-void vtk_quality_bench(benchmark::State& state, element_type type, bool shuffle) {
-    mesh m = mesh_of(type, static_cast<std::size_t>(state.range(0)));
-    if (shuffle) m = bench::shuffled(m);
-    vtkNew<vtkPoints> points;
-    points->SetDataTypeToDouble();
-    points->SetNumberOfPoints(m.pos.cols());
-    for (unsigned int j = 0; j < m.pos.cols(); ++j) points->SetPoint(j, m.pos.col_data(j));
-    vtkNew<vtkCellArray> cells;
-    for (unsigned int e = 0; e < m.connectM.cols(); ++e) {
-        cells->InsertNextCell(static_cast<int>(m.connectM.rows()));
-        for (unsigned int k = 0; k < m.connectM.rows(); ++k) cells->InsertCellPoint(m.connectM(k, e));
-    }
-    vtkNew<vtkUnstructuredGrid> grid;
-    grid->SetPoints(points);
-    grid->SetCells(type == ELEM_TRIA3    ? VTK_TRIANGLE
-                   : type == ELEM_TETRA4 ? VTK_TETRA
-                                         : VTK_HEXAHEDRON,
-                   cells);
-    for (auto _ : state) {
-        vtkNew<vtkMeshQuality> quality;
-        quality->SetInputData(grid);
-        quality->SetTriangleQualityMeasureToAspectRatio();
-        quality->SetTetQualityMeasureToAspectRatio();
-        quality->SetHexQualityMeasureToScaledJacobian();
-        quality->Update();
-    }
-    state.SetItemsProcessed(state.iterations() * m.connectM.cols());
-}
-#endif
 
 void shape_histogram_bench(benchmark::State& state) {
     const mesh m = mesh_of(ELEM_TRIA3, static_cast<std::size_t>(state.range(0)));
@@ -114,21 +73,11 @@ void histogram_bench(benchmark::State& state, bool one_by_one) {
     state.SetItemsProcessed(state.iterations() * values.size());
 }
 
-#ifdef PLEXO_BENCH_VTK
-#define VTK_SHAPES(name, type, shuffle)                                                                      \
-    BENCHMARK_CAPTURE(vtk_quality_bench, name, type, shuffle)                                                \
-        ->RangeMultiplier(10)                                                                                \
-        ->Range(10000, 1000000)                                                                              \
-        ->Unit(benchmark::kMillisecond)
-#else
-#define VTK_SHAPES(name, type, shuffle) static_assert(true)
-#endif
 #define SHAPES(name, type, shuffle)                                                                          \
     BENCHMARK_CAPTURE(shape_qualities_bench, name, type, shuffle)                                            \
         ->RangeMultiplier(10)                                                                                \
         ->Range(10000, 1000000)                                                                              \
-        ->Unit(benchmark::kMillisecond);                                                                     \
-    VTK_SHAPES(name, type, shuffle)
+        ->Unit(benchmark::kMillisecond)
 
 SHAPES(triangles, ELEM_TRIA3, false);
 SHAPES(triangles_shuffled, ELEM_TRIA3, true);
@@ -136,6 +85,7 @@ SHAPES(tetrahedra, ELEM_TETRA4, false);
 SHAPES(tetrahedra_shuffled, ELEM_TETRA4, true);
 SHAPES(hexahedra, ELEM_HEXA8, false);
 SHAPES(hexahedra_shuffled, ELEM_HEXA8, true);
+
 #define EDGES(name, by_metric, shuffle)                                                                      \
     BENCHMARK_CAPTURE(edge_qualities_bench, name, by_metric, shuffle)                                        \
         ->RangeMultiplier(10)                                                                                \
