@@ -87,13 +87,36 @@ int copy_elements(dense2D<double>& pos, unsigned int rows, dense2D<unsigned int>
     return 0;
 }
 
+/// Appends copies of the nodes and, to be written, columns for as many copies of the elements. The matrices
+/// get the given rows, no fewer than before. False, with nothing changed, when all that does not fit.
+bool append_copies(dense2D<double>& pos, unsigned int dimensions, dense2D<unsigned int>& connectC,
+                   unsigned int rows, const element_set& copied, unsigned int copies) {
+    const unsigned int old_rows = connectC.rows();
+    const unsigned int old_cols = connectC.cols();
+    const std::uint64_t new_cols = old_cols + std::uint64_t(copies) * copied.connectivity.cols();
+    const std::uint64_t new_nodes = pos.cols() + std::uint64_t(copies) * copied.nodes.size();
+    // Before anything large is allocated.
+    if (!fits(rows, new_cols) || !fits(dimensions, new_nodes)) return false;
+
+    // Elements that cannot grow in place are kept until nothing can fail any more.
+    const bool relocates = rows != old_rows || !connectC.contiguous();
+    const dense2D<unsigned int> old_connectC = relocates ? connectC : dense2D<unsigned int>();
+    if (!connectC.resize(rows, static_cast<unsigned int>(new_cols), NO_ID)) return false;
+    if (append_nodes(pos, dimensions, copied.nodes, copies)) return true;
+    if (relocates) {
+        connectC = old_connectC;
+    } else {
+        connectC.resize(old_rows, old_cols);
+    }
+    return false;
+}
+
 /// Copies turned by turn_of(k) and then moved by shift_of(k), k = 1 … nc.
 template <unsigned int D, typename TurnOf, typename ShiftOf>
 int copy_along(dense2D<double>& pos, dense2D<unsigned int>& connectC, unsigned int nc,
                const dense2D<unsigned int>& connectS, TurnOf turn_of, ShiftOf shift_of) {
     if (pos.empty() || nc == 0) return 0;
     const unsigned int old_nodes = pos.cols();
-    const unsigned int old_rows = connectC.rows();
     const unsigned int old_elements = connectC.cols();
     element_set copied;
     if (const int error = copied.read(connectS, old_nodes)) return error;
@@ -102,15 +125,8 @@ int copy_along(dense2D<double>& pos, dense2D<unsigned int>& connectC, unsigned i
 
     const bool moves = nodes != 0 && !(turn_of(1).is_identity() && shift_of(1).is_identity());
     const unsigned int dimensions = moves ? std::max(D, pos.rows()) : pos.rows();
-    const unsigned int rows = std::max(old_rows, copied.connectivity.rows());
-    const std::uint64_t new_elements = old_elements + std::uint64_t(nc) * elements;
-    // Before anything large is allocated.
-    if (!fits(rows, new_elements) || !fits(dimensions, old_nodes + std::uint64_t(nc) * nodes)) return -199;
-    if (!connectC.resize(rows, static_cast<unsigned int>(new_elements), NO_ID)) return -199;
-    if (!append_nodes(pos, dimensions, copied.nodes, nc)) {
-        connectC.resize(old_rows, old_elements);
-        return -199;
-    }
+    const unsigned int rows = std::max(connectC.rows(), copied.connectivity.rows());
+    if (!append_copies(pos, dimensions, connectC, rows, copied, nc)) return -199;
     if (copied.connectivity.empty()) return 0;
     for (unsigned int copy = 0; copy < nc; ++copy) {
         const unsigned int first_node = old_nodes + copy * nodes;
