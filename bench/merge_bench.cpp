@@ -26,15 +26,20 @@ mesh facets(std::int64_t nodes, double jitter, bool in_random_order) {
     return in_random_order ? shuffled(m) : m;
 }
 
-void merge_facets(benchmark::State& state, double jitter, double tol, bool in_random_order) {
-    const mesh m = facets(state.range(0), jitter, in_random_order);
+/// Merging renumbers the elements, so each round gets a copy of them.
+void merge_copies(benchmark::State& state, const mesh& m, double tol, unsigned int mode) {
     for (auto _ : state) {
         state.PauseTiming();
         dense2D<unsigned int> connectivity;
         connectivity.copy(m.connectM);
         state.ResumeTiming();
-        benchmark::DoNotOptimize(merge(m.pos, connectivity, tol, 0));
+        benchmark::DoNotOptimize(merge(m.pos, connectivity, tol, mode));
     }
+}
+
+void merge_facets(benchmark::State& state, double jitter, double tol, bool in_random_order) {
+    const mesh m = facets(state.range(0), jitter, in_random_order);
+    merge_copies(state, m, tol, 0);
     state.SetItemsProcessed(state.iterations() * m.pos.cols());
 }
 
@@ -60,13 +65,7 @@ void merge_coincident(benchmark::State& state) {
 
 void merge_within_elements(benchmark::State& state) {
     const mesh m = triangle_surface(static_cast<std::size_t>(state.range(0)));
-    for (auto _ : state) {
-        state.PauseTiming();
-        dense2D<unsigned int> connectivity;
-        connectivity.copy(m.connectM);
-        state.ResumeTiming();
-        benchmark::DoNotOptimize(merge(m.pos, connectivity, TOLERANCE, 1));
-    }
+    merge_copies(state, m, TOLERANCE, 1);
     state.SetItemsProcessed(state.iterations() * m.connectM.cols());
 }
 
