@@ -1,51 +1,29 @@
+#include "geometry/crowded_nodes.h"
+#include "test_containers.h"
+
 #include <plexo/geometry.h>
-
-#include <plexo/ids.h>
-
-#include "limited_memory.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <limits>
 #include <numeric>
 #include <random>
 #include <string>
-#include <vector>
+#include <tuple>
 
 using namespace qv7::plexo;
+using test::entries;
+using test::id_list;
+using test::ids;
+using test::list_of;
+using list = std::vector<unsigned int>;
 
 namespace {
 
-using id_list = dense1D<unsigned int, 16>;
-using ids = std::vector<unsigned int>;
-
 constexpr double INF = std::numeric_limits<double>::infinity();
 constexpr double NOT_A_NUMBER = std::numeric_limits<double>::quiet_NaN();
-
-id_list list_of(const ids& values) {
-    id_list list(static_cast<unsigned int>(values.size()));
-    std::copy(values.begin(), values.end(), list.begin());
-    return list;
-}
-
-ids values_of(const id_list& list) {
-    return {list.begin(), list.end()};
-}
-
-dense2D<double> nodes_at(unsigned int rows, const std::vector<double>& coordinates) {
-    dense2D<double> pos(rows, static_cast<unsigned int>(coordinates.size()) / rows);
-    std::copy(coordinates.begin(), coordinates.end(), pos.data());
-    return pos;
-}
-
-dense2D<unsigned int> elements_of(unsigned int rows, const ids& entries) {
-    dense2D<unsigned int> connectivity(rows, static_cast<unsigned int>(entries.size()) / rows);
-    std::copy(entries.begin(), entries.end(), connectivity.data());
-    return connectivity;
-}
 
 // --- the definition, pair by pair ---
 
@@ -54,106 +32,80 @@ struct pair {
     unsigned int p, q;
 };
 
-bool close(const dense2D<double>& pos, unsigned int p, unsigned int q, double tol, double& distance) {
+/// Nodes of `absorbed` go to nodes of `absorbing`.
+struct group {
+    list absorbing, absorbed;
+};
+
+/// NaN when q lies outside the box of p.
+double distance_in_box(const dense2D<double>& pos, unsigned int p, unsigned int q, double tol) {
     double sum = 0;
     for (unsigned int k = 0; k < pos.rows(); ++k) {
-        if (!(pos(k, q) >= pos(k, p) - tol && pos(k, q) <= pos(k, p) + tol)) return false;
-        const double d = pos(k, q) - pos(k, p);
-        sum = k == 0 ? d * d : sum + d * d;
+        const double a = pos(k, p), b = pos(k, q);
+        if (!(b >= a - tol && b <= a + tol)) return NOT_A_NUMBER;
+        sum += (b - a) * (b - a);
     }
-    distance = std::sqrt(sum);
-    return distance <= tol;
+    return std::sqrt(sum);
 }
 
-int apply(std::vector<pair>& pairs, const ids& absorbable, ids& new_IDs) {
+/// Closest first, those of equal distance in the order of the groups and of the absorbing nodes.
+std::vector<pair> close_pairs(const dense2D<double>& pos, const std::vector<group>& groups, double tol) {
+    std::vector<pair> pairs;
+    for (const auto& [absorbing, absorbed] : groups) {
+        for (const unsigned int p : absorbing) {
+            for (const unsigned int q : absorbed) {
+                if (p == q) continue;
+                const double distance = distance_in_box(pos, p, q, tol);
+                if (distance <= tol) pairs.push_back({distance, p, q});
+            }
+        }
+    }
     std::stable_sort(pairs.begin(), pairs.end(),
                      [](const pair& a, const pair& b) { return a.distance < b.distance; });
+    return pairs;
+}
+
+int merge_pairs(const std::vector<pair>& pairs, list& new_IDs) {
     int merged = 0;
     for (const pair& c : pairs) {
         if (new_IDs[c.p] != c.p || new_IDs[c.q] != c.q) continue;
         new_IDs[c.q] = c.p;
         ++merged;
     }
-    for (const unsigned int v : absorbable) {
-        unsigned int last = v;
+    for (unsigned int& last : new_IDs) {
         while (new_IDs[last] != last) last = new_IDs[last];
-        new_IDs[v] = last;
     }
     return merged;
 }
 
-ids distinct(const ids& list) {
-    ids result;
-    for (const unsigned int id : list) {
+list all_below(unsigned int n) {
+    list all(n);
+    std::iota(all.begin(), all.end(), 0u);
+    return all;
+}
+
+/// Without NO_ID, in order of first appearance.
+list distinct(const list& nodes) {
+    list result;
+    for (const unsigned int id : nodes) {
         if (id != NO_ID && std::find(result.begin(), result.end(), id) == result.end()) result.push_back(id);
     }
     return result;
 }
 
-int merge_all_pairs(const dense2D<double>& pos, const ids& a, const ids& b, ids& new_IDs, double tol) {
-    const ids absorbable = distinct(a);
-    const ids onto = distinct(b);
-    new_IDs.clear();
-    if (onto.empty()) return 0;
-    new_IDs.resize(pos.cols());
-    std::iota(new_IDs.begin(), new_IDs.end(), 0u);
-    std::vector<pair> pairs;
-    for (const unsigned int p : onto) {
-        for (const unsigned int q : absorbable) {
-            double d;
-            if (q != p && close(pos, p, q, tol, d)) pairs.push_back({d, p, q});
-        }
-    }
-    return apply(pairs, absorbable, new_IDs);
-}
-
-int merge_in_elements(const dense2D<double>& pos, std::vector<ids>& elements, ids& new_IDs, double tol,
-                      bool repeat) {
-    ids nodes;
-    for (const ids& element : elements) nodes.insert(nodes.end(), element.begin(), element.end());
-    nodes = distinct(nodes);
-    new_IDs.clear();
-    if (nodes.empty()) return 0;
-    new_IDs.resize(pos.cols());
-    std::iota(new_IDs.begin(), new_IDs.end(), 0u);
-    int total = 0;
-    for (;;) {
-        std::vector<pair> pairs;
-        for (const ids& element : elements) {
-            for (const unsigned int p : element) {
-                if (p == NO_ID || new_IDs[p] != p) continue;
-                for (const unsigned int q : nodes) {
-                    double d;
-                    if (q == p || new_IDs[q] != q) continue;
-                    if (std::find(element.begin(), element.end(), q) == element.end()) continue;
-                    if (close(pos, p, q, tol, d)) pairs.push_back({d, p, q});
-                }
-            }
-        }
-        const int merged = apply(pairs, nodes, new_IDs);
-        for (ids& element : elements) {
-            for (unsigned int& id : element) id = id == NO_ID ? NO_ID : new_IDs[id];
-        }
-        total += merged;
-        if (!repeat || merged == 0) return total;
-    }
+list joined(const std::vector<list>& lists) {
+    list all;
+    for (const list& one : lists) all.insert(all.end(), one.begin(), one.end());
+    return all;
 }
 
 // --- random input with many ties ---
 
-class random_input {
-public:
-    explicit random_input(unsigned int seed) : engine_(seed) {}
+struct random_input : test::dice {
+    using dice::dice;
 
-    unsigned int below(unsigned int n) {
-        return std::uniform_int_distribution<unsigned int>(0, n - 1)(engine_);
-    }
-    template <typename T>
-    T one_of(std::initializer_list<T> values) {
-        return values.begin()[below(static_cast<unsigned int>(values.size()))];
-    }
-
-    /// Lattice points, duplicates, jitter, offsets that make rounding visible, values that are not finite.
+    /// Lattice points, duplicates, jitter, offsets that make rounding visible, values that are not finite; a
+    /// view with long columns every other time.
     dense2D<double> nodes(unsigned int rows, unsigned int n) {
         dense2D<double> pos(rows, n);
         const unsigned int extent = one_of({1u, 2u, 3u, 5u, 9u, 40u});
@@ -161,413 +113,268 @@ public:
         const double offset = one_of({0.0, 0.0, -2.5, 1e6, 0x1p51});
         const unsigned int odd = one_of({0u, 0u, 0u, 1u, 4u});
         unit = one_of({1.0, 1.0, 0.1, 1e-6, 1e-162, 1e-310, 3e153, 1e300});
-        for (unsigned int j = 0; j < n; ++j) {
-            for (unsigned int k = 0; k < rows; ++k) {
-                double x = below(extent) + jitter * below(7) + offset;
-                if (below(50) < odd) x = one_of({NOT_A_NUMBER, INF, -INF, 1e-320, 1e308});
-                pos(k, j) = x == 0 && below(2) ? -0.0 : x * unit;
-            }
+        for (unsigned int i = 0; i < pos.size(); ++i) {
+            double x = below(extent) + jitter * below(7) + offset;
+            if (below(50) < odd) x = one_of({NOT_A_NUMBER, INF, -INF, 1e-320, 1e308});
+            pos.data()[i] = x == 0 && one_in(2) ? -0.0 : x * unit;
         }
-        return pos;
+        return one_in(2) ? pos : test::as_view(pos);
     }
 
     double tolerance() {
         double tol = one_of({0.0, 0.0, 1e-8, 0.4, 0.99, 1.0, 1.0, std::sqrt(2.0), std::sqrt(3.0), 2.0, 2.5,
                              6.0, 50.0}) *
                      unit;
-        if (below(4) == 0) tol = std::nextafter(tol, below(2) ? INF : 0.0);
-        if (below(20) == 0) tol = one_of({INF, NOT_A_NUMBER, -0.0, 1e308, 5e-324, 1e-300});
-        return tol;
+        if (one_in(4)) tol = std::nextafter(tol, one_in(2) ? INF : 0.0);
+        return one_in(20) ? one_of({INF, NOT_A_NUMBER, -0.0, 1e308, 5e-324, 1e-300}) : tol;
     }
 
-    ids list(unsigned int nods, unsigned int length) {
-        ids result(length);
-        for (unsigned int& id : result) id = below(12) == 0 ? NO_ID : below(nods);
+    list some_nodes(unsigned int nods, unsigned int length) {
+        list result(length);
+        for (unsigned int& id : result) id = one_in(12) ? NO_ID : below(nods);
         return result;
     }
 
     double unit = 1;
-
-private:
-    std::mt19937 engine_;
 };
 
-TEST(Merge, EqualsAllPairsOnOneList) {
-    for (unsigned int seed = 0; seed < 6000; ++seed) {
-        SCOPED_TRACE("seed " + std::to_string(seed));
-        random_input random(seed);
-        const unsigned int rows = 2 + random.below(2);
-        const unsigned int n = 1 + random.below(seed % 8 == 0 ? 150 : 30);
-        const dense2D<double> pos = random.nodes(rows, n);
-        const double tol = random.tolerance();
-        const ids list = random.list(n, random.below(2 * n));
-        ids expected;
-        id_list new_IDs(3, 7);
-        const int merged = merge_all_pairs(pos, list, list, expected, tol);
-        ASSERT_EQ(merge(pos, list_of(list), new_IDs, tol), merged);
-        ASSERT_EQ(values_of(new_IDs), expected);
-
-        dense2D<double> moved;
-        moved.copy(pos);
-        ids all(n);
-        std::iota(all.begin(), all.end(), 0u);
-        const int moves = merge_all_pairs(pos, all, all, expected, tol);
-        ASSERT_EQ(merge(moved, new_IDs, tol), moves);
-        ASSERT_EQ(values_of(new_IDs), expected);
-        for (unsigned int j = 0; j < n; ++j) {
-            ASSERT_EQ(std::memcmp(moved.col_data(j), pos.col_data(expected[j]), rows * sizeof(double)), 0);
-        }
+/// Merges all nodes by their coordinates, with and without the table.
+void expect_moved(const dense2D<double>& pos, double tol, int merged, const list& new_IDs) {
+    dense2D<double> moved = pos, also = pos;
+    id_list table = test::ids({7, 7});
+    ASSERT_EQ(merge(moved, table, tol), merged);
+    ASSERT_EQ(merge(also, tol), merged);
+    ASSERT_EQ(entries(table), new_IDs);
+    for (unsigned int j = 0; j < pos.cols(); ++j) { // pos itself keeps its coordinates
+        const std::size_t bytes = pos.rows() * sizeof(double);
+        ASSERT_EQ(std::memcmp(moved.col_data(j), pos.col_data(new_IDs[j]), bytes), 0);
+        ASSERT_EQ(std::memcmp(also.col_data(j), pos.col_data(new_IDs[j]), bytes), 0);
     }
 }
 
-TEST(Merge, EqualsAllPairsOnTwoLists) {
-    for (unsigned int seed = 0; seed < 6000; ++seed) {
+/// The list of crowded nodes leaves out none of a pair, but for infinite coordinates in infinite reach.
+void expect_crowded(const dense2D<double>& pos, double tol, const std::vector<pair>& pairs) {
+    id_list crowded;
+    ASSERT_TRUE(list_crowded_nodes(pos, tol, crowded));
+    ASSERT_TRUE(std::is_sorted(crowded.begin(), crowded.end(), std::less_equal<>()));
+    for (const pair& c : pairs) {
+        ASSERT_TRUE(tol == INF || std::binary_search(crowded.begin(), crowded.end(), c.p)) << c.p;
+        ASSERT_TRUE(tol == INF || std::binary_search(crowded.begin(), crowded.end(), c.q)) << c.q;
+    }
+}
+
+TEST(Merge, EqualsAllPairsOnListsAndCoordinates) {
+    for (unsigned int seed = 0; seed < 18000 && !HasFailure(); ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         random_input random(seed);
-        const unsigned int rows = 2 + random.below(2);
         const unsigned int n = 1 + random.below(seed % 8 == 0 ? 150 : 30);
-        const dense2D<double> pos = random.nodes(rows, n);
+        const dense2D<double> pos = random.nodes(2 + random.below(2), n);
         const double tol = random.tolerance();
-        ids a = random.list(n, random.below(n + 1));
-        ids b = random.list(n, random.below(n + 1));
-        if (random.below(3) == 0) { // disjoint lists: two meshes to be glued
+        list b = random.some_nodes(n, random.below(2 * n));
+        list a = random.one_in(2) ? b : random.some_nodes(n, random.below(n + 1));
+        if (random.one_in(6)) { // disjoint lists: two meshes to be glued
             for (unsigned int& id : a) id = id == NO_ID ? id : id / 2;
             for (unsigned int& id : b) id = id == NO_ID ? id : n / 2 + id / 2;
         }
-        ids expected;
-        id_list new_IDs;
-        const int merged = merge_all_pairs(pos, a, b, expected, tol);
-        ASSERT_EQ(merge(pos, list_of(a), list_of(b), new_IDs, tol), merged);
-        ASSERT_EQ(values_of(new_IDs), expected);
+        const bool all = random.one_in(3);
+        if (all) a = b = all_below(n);
+        const std::vector<pair> pairs = close_pairs(pos, {{distinct(b), distinct(a)}}, tol);
+        list expected = all_below(distinct(b).empty() ? 0 : n);
+        const int merged = merge_pairs(pairs, expected);
+
+        // The table may be one of the lists or share its storage; other holders of a list keep it.
+        id_list from = list_of(a), onto = list_of(b), other = onto;
+        const id_list kept_from = from, kept_onto = onto;
+        id_list& new_IDs = *random.one_of({&from, &onto, &other});
+        ASSERT_EQ(a == b && random.one_in(2) ? merge(pos, onto, new_IDs, tol)
+                                             : merge(pos, from, onto, new_IDs, tol),
+                  merged);
+        ASSERT_EQ(entries(new_IDs), expected);
+        ASSERT_EQ(entries(kept_from), a);
+        ASSERT_EQ(entries(kept_onto), b);
+        if (!all) continue;
+        expect_moved(pos, tol, merged, expected);
+        expect_crowded(pos, tol, pairs);
     }
 }
 
-TEST(Merge, EqualsAllPairsInElements) {
-    for (unsigned int seed = 0; seed < 6000; ++seed) {
+int merge_literally(const dense2D<double>& pos, std::vector<list>& elements, list& new_IDs, double tol,
+                    unsigned int mode) {
+    const list all = distinct(joined(elements));
+    new_IDs = all_below(all.empty() ? 0 : pos.cols());
+    for (int total = 0;;) {
+        std::vector<group> groups;
+        for (const list& element : elements) groups.push_back({distinct(element), distinct(element)});
+        if (mode == 0) groups = {{all, all}};
+        const int merged = merge_pairs(close_pairs(pos, groups, tol), new_IDs);
+        for (list& element : elements) {
+            for (unsigned int& id : element) id = id == NO_ID ? NO_ID : new_IDs[id];
+        }
+        total += merged;
+        if (mode < 2 || merged == 0) return total;
+    }
+}
+
+TEST(Merge, EqualsAllPairsOnMatricesInEveryModeAndForm) {
+    enum { RANGE_AND_TABLE, RANGE, MATRICES_AND_TABLE, MATRICES, DEFAULTS, FORMS };
+    for (unsigned int seed = 0; seed < 12000; ++seed) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         random_input random(seed);
-        const unsigned int n = 1 + random.below(40);
+        const unsigned int n = 1 + random.below(40), form = random.below(FORMS);
         const dense2D<double> pos = random.nodes(2 + random.below(2), n);
-        const double tol = random.tolerance();
-        const unsigned int mode = random.below(3);
-        dense2D<unsigned int> matrices[2];
-        std::vector<ids> elements;
-        for (dense2D<unsigned int>& matrix : matrices) {
+        const double tol = form == DEFAULTS ? 1e-6 : random.tolerance();
+        const unsigned int mode = form == DEFAULTS ? 0 : random.below(3);
+
+        std::vector<test::framed<unsigned int>> blocks;
+        for (unsigned int k = 0; k < 2; ++k) {
             const unsigned int rows = seed % 16 == 0 ? 60 + random.below(30) : 1 + random.below(8);
-            const unsigned int cols = random.below(20);
-            matrix = elements_of(rows, random.list(n, rows * cols));
-            for (unsigned int j = 0; j < cols; ++j) {
-                elements.emplace_back(matrix.col_data(j), matrix.col_data(j) + rows);
-            }
+            const list entries_of_block = random.some_nodes(n, rows * random.below(20));
+            blocks.emplace_back(test::matrix_of(rows, entries_of_block), NO_ID - 1);
         }
-        ids expected;
-        int merged;
-        if (mode == 0) {
-            ids flat;
-            for (const ids& element : elements) flat.insert(flat.end(), element.begin(), element.end());
-            merged = merge_all_pairs(pos, flat, flat, expected, tol);
-            for (ids& element : elements) {
-                for (unsigned int& id : element) id = id == NO_ID ? id : expected[id];
-            }
-        } else {
-            merged = merge_in_elements(pos, elements, expected, tol, mode == 2);
+        dense2D<unsigned int>& block = blocks[0].view;
+        std::vector<dense2D<unsigned int>> m = {block, blocks[1].view};
+        const unsigned int part = random.below(block.cols() + 1), sharing = random.below(6);
+        if (sharing == 0) m = {block.sub_matrix(0, 0, NO_ID, part), block.sub_matrix(0, part, NO_ID, NO_ID)};
+        if (sharing == 1) m[1] = block;
+        const bool one = sharing == 2;
+        if (one) m.pop_back();
+        const auto in_place = m;
+        std::vector<list> elements;
+        for (const auto& matrix : m) {
+            for (unsigned int j = 0; j < matrix.cols(); ++j) elements.push_back(entries(matrix.col(j)));
         }
-        id_list new_IDs;
-        ASSERT_EQ(merge(pos, matrices, matrices + 2, new_IDs, tol, mode), merged);
-        ASSERT_EQ(values_of(new_IDs), expected);
-        std::size_t e = 0;
-        for (const dense2D<unsigned int>& matrix : matrices) {
-            for (unsigned int j = 0; j < matrix.cols(); ++j, ++e) {
-                ASSERT_EQ(ids(matrix.col_data(j), matrix.col_data(j) + matrix.rows()), elements[e]);
+        list expected;
+        const int merged = merge_literally(pos, elements, expected, tol, mode);
+        id_list new_IDs = block.col(0); // sharing storage
+        const auto result = [&] {
+            dense2D<unsigned int>* const end = m.data() + m.size();
+            switch (form) {
+            case RANGE_AND_TABLE:
+                return merge(pos, m.data(), end, new_IDs, tol, mode);
+            case RANGE:
+                return merge(pos, m.data(), end, tol, mode);
+            case MATRICES_AND_TABLE:
+                return one ? merge(pos, m[0], new_IDs, tol, mode)
+                           : merge(pos, m[0], m[1], new_IDs, tol, mode);
+            case MATRICES:
+                return one ? merge(pos, m[0], tol, mode) : merge(pos, m[0], m[1], tol, mode);
+            default:
+                return one ? merge(pos, m[0]) : merge(pos, m[0], m[1]);
             }
+        };
+        ASSERT_EQ(result(), merged);
+        if (form == RANGE_AND_TABLE || form == MATRICES_AND_TABLE) {
+            ASSERT_EQ(entries(new_IDs), expected);
         }
+        for (const auto& matrices : {m, in_place}) {
+            std::vector<list> renumbered;
+            for (const auto& matrix : matrices) renumbered.push_back(entries(matrix));
+            ASSERT_EQ(joined(renumbered), joined(elements));
+        }
+        ASSERT_TRUE(blocks[0].frame_intact() && blocks[1].frame_intact());
     }
 }
 
 // --- larger inputs, where groups, clusters and cells of every kind come together ---
 
-void expect_all_pairs_result(const dense2D<double>& pos, double tol) {
-    ids all(pos.cols());
-    std::iota(all.begin(), all.end(), 0u);
-    ids expected;
-    id_list new_IDs;
-    const int merged = merge_all_pairs(pos, all, all, expected, tol);
-    EXPECT_EQ(merge(pos, list_of(all), new_IDs, tol), merged);
-    EXPECT_EQ(values_of(new_IDs), expected);
-}
-
 TEST(Merge, EqualsAllPairsOnDenseAndSpreadNodes) {
-    const unsigned int n = 1500;
-    std::mt19937 engine(5);
-    std::uniform_real_distribution<double> unit(0, 1);
-    dense2D<double> lattice(3, n), clusters(3, n), graded(2, n), fine(3, n), far(2, n);
+    constexpr unsigned int n = 1500;
+    test::dice random(5);
+    const auto unit = [&] { return random.between(0, 1); };
+    dense2D<double> lattice(3, n), clusters(3, n), graded(2, n), fine(3, n), far(2, n), facets(3, n);
     for (unsigned int j = 0; j < n; ++j) {
         const double scale = std::ldexp(1.0, -int(j % 900));
         for (unsigned int k = 0; k < 3; ++k) {
             lattice(k, j) = k == 0 ? j % 14 : k == 1 ? j / 14 % 14 : j / 196;
-            clusters(k, j) = std::floor(unit(engine) * 3) * 10 + unit(engine) * unit(engine);
-            fine(k, j) = 1 + 0x1p-52 * std::floor(unit(engine) * 12);
+            clusters(k, j) = std::floor(unit() * 3) * 10 + unit() * unit();
+            fine(k, j) = 1 + 0x1p-52 * std::floor(unit() * 12);
+            facets(k, j) = lattice(k, j / 6) + 1e-9 * unit();
         }
         for (unsigned int k = 0; k < 2; ++k) {
-            graded(k, j) = unit(engine) * scale;
-            far(k, j) = j < n / 2 ? unit(engine) : std::ldexp(1 + unit(engine), int(j % 200) - 20);
+            graded(k, j) = unit() * scale;
+            far(k, j) = j < n / 2 ? unit() : std::ldexp(1 + unit(), int(j % 200) - 20);
         }
     }
-    for (const double tol : {0.3, 0.45, 1.0, 1.5, 30.0}) expect_all_pairs_result(lattice, tol);
-    for (const double tol : {0.001, 0.05, 0.3, 100.0}) expect_all_pairs_result(clusters, tol);
-    for (const double tol : {1e-200, 1e-9, 0.1}) expect_all_pairs_result(graded, tol);
-    for (const double tol : {1e-300, 0x1p-52, 0x1p-50}) expect_all_pairs_result(fine, tol);
-    for (const double tol : {1e-6, 0.02, 1e30}) expect_all_pairs_result(far, tol);
+    const list in_order = all_below(n);
+    list shuffled = in_order;
+    std::shuffle(shuffled.begin(), shuffled.end(), std::mt19937(6));
+    const list half(shuffled.begin(), shuffled.begin() + 900), rest(shuffled.begin() + 600, shuffled.end());
+    const std::pair<const dense2D<double>*, std::vector<double>> cases[] = {
+        {&lattice, {0.3, 0.45, 1, 1.5}}, {&clusters, {0.001, 0.05, 0.3, 100}},
+        {&graded, {1e-200, 1e-9, 0.1}},  {&fine, {1e-300, 0x1p-52, 0x1p-50}},
+        {&far, {1e-6, 0.02, 1e30}},      {&facets, {0, 1e-9, 1e-6}}};
+    for (const auto& [pos, tolerances] : cases) {
+        for (const double tol : tolerances) {
+            for (const auto& [a, b] : {std::pair(in_order, in_order), {shuffled, shuffled}, {half, rest}}) {
+                list expected = in_order;
+                id_list new_IDs;
+                const int merged = merge_pairs(close_pairs(*pos, {{b, a}}, tol), expected);
+                EXPECT_EQ(merge(*pos, list_of(a), list_of(b), new_IDs, tol), merged) << tol;
+                EXPECT_EQ(entries(new_IDs), expected) << tol;
+            }
+        }
+    }
 }
 
 TEST(Merge, TakesTimeAndMemoryByNodesNotByPairs) {
-    const unsigned int n = 20000; // 4e8 pairs
-    ids all(n);
-    std::iota(all.begin(), all.end(), 0u);
-    const ids front(all.begin(), all.begin() + n / 2);
-    const ids back(all.begin() + n / 2, all.end());
-    dense2D<double> pos(3, n, 1.5);
-    id_list new_IDs;
-    for (const double tol : {0.0, 1e-6, 1e6, INF}) {
-        EXPECT_EQ(merge(pos, list_of(all), new_IDs, tol), int(n) - 1);
-        EXPECT_EQ(values_of(new_IDs), ids(n, 0));
-        EXPECT_EQ(merge(pos, list_of(back), list_of(front), new_IDs, tol), int(n) / 2);
-        EXPECT_EQ(new_IDs[n - 1], 0u);
-        EXPECT_EQ(new_IDs[1], 1u);
-        EXPECT_EQ(merge(pos, list_of(all), list_of(front), new_IDs, tol), int(n) - 1);
-    }
-    // Two heaps one apart: every node of one is within tolerance of every node of the other.
-    for (unsigned int j = n / 2; j < n; ++j) pos(0, j) = 2.5;
-    EXPECT_EQ(merge(pos, list_of(back), list_of(front), new_IDs, 1.0), int(n) / 2);
-    EXPECT_EQ(new_IDs[n - 1], 0u);
-    EXPECT_EQ(merge(pos, list_of(all), new_IDs, 1.0), int(n) - 1);
-    EXPECT_EQ(merge(pos, list_of(all), new_IDs, 0.9), int(n) - 2);
-    // A filled ball, all of it within tolerance.
-    std::mt19937 engine(1);
-    for (double* x = pos.data(); x != pos.data() + pos.size(); ++x) {
-        *x = std::uniform_real_distribution<double>(0, 1)(engine);
-    }
-    EXPECT_EQ(merge(pos, list_of(all), new_IDs, 2.0), int(n) - 1);
-    EXPECT_EQ(merge(pos, list_of(back), list_of(front), new_IDs, 2.0), int(n) / 2);
-    EXPECT_GT(merge(pos, list_of(all), new_IDs, 0.1), int(n) / 2);
-}
-
-TEST(Merge, SurvivesWithoutMemory) {
-    test::expect_survives_without_memory([] {
-        dense2D<double> pos(2, 16000000); // half of the memory; the tables need more than the rest
-        pos(0, 1) = 0.5;
-        for (const double tol : {0.0, 1.0}) {
-            id_list new_IDs = list_of({5});
-            if (merge(pos, new_IDs, tol) != -199 || !new_IDs.empty()) return false;
-        }
-        return pos.cols() == 16000000 && pos(0, 1) == 0.5;
-    });
-}
-
-TEST(Merge, TakesNoTimeByPairsWhereSquaresVanish) {
-    const unsigned int n = 40000;
-    dense2D<double> pos(2, n);
+    constexpr unsigned int n = 20000; // 4e8 pairs
+    const id_list all = list_of(all_below(n)), front = all.sub_vector(0, n / 2),
+                  back = all.sub_vector(n / 2, n / 2);
+    dense2D<double> heap(3, n, 1.5), two_heaps(3, n, 1.5), ball(3, n), tiny(2, n);
+    test::dice random(1);
     for (unsigned int j = 0; j < n; ++j) {
-        pos(0, j) = (j % 200) * 1e-170;
-        pos(1, j) = (j / 200) * 1e-170;
+        if (j >= n / 2) two_heaps(0, j) = 2.5;
+        for (unsigned int k = 0; k < 3; ++k) ball(k, j) = random.between(0, 1);
+        tiny(0, j) = (j % 200) * 1e-170; // the squares of its distances vanish
+        tiny(1, j) = (j / 200) * 1e-170;
     }
-    id_list new_IDs;
-    EXPECT_EQ(merge(pos, new_IDs, 0.9e-170), 0);
+    const std::tuple<const dense2D<double>&, double, int, int, int> cases[] = {
+        {heap, 0, n - 1, n / 2, n - 1},      {heap, 1e-6, n - 1, n / 2, n - 1},
+        {heap, 1e6, n - 1, n / 2, n - 1},    {heap, INF, n - 1, n / 2, n - 1},
+        {two_heaps, 1, n - 1, n / 2, n - 1}, {two_heaps, 0.9, n - 2, 0, n / 2 - 1},
+        {ball, 2, n - 1, n / 2, n - 1},      {tiny, 0.9e-170, 0, 0, 0}};
+    for (const auto& [pos, tol, alone, back_to_front, all_to_front] : cases) {
+        id_list new_IDs;
+        EXPECT_EQ(merge(pos, all, new_IDs, tol), alone) << tol;
+        EXPECT_EQ(merge(pos, back, front, new_IDs, tol), back_to_front) << tol;
+        EXPECT_EQ(merge(pos, all, front, new_IDs, tol), all_to_front) << tol;
+    }
+}
+
+TEST(Merge, FewNodesOfAGridAreListedAsCrowded) {
+    constexpr unsigned int SIDE = 300;
+    dense2D<double> pos(3, SIDE * SIDE);
+    for (unsigned int i = 0; i < pos.cols(); ++i) {
+        pos(0, i) = i % SIDE;
+        pos(1, i) = i / SIDE;
+        pos(2, i) = std::sin(0.01 * i);
+    }
+    id_list crowded;
+    ASSERT_TRUE(list_crowded_nodes(pos, 0.03, crowded));
+    EXPECT_LT(crowded.size(), pos.cols() / 4);
 }
 
 // --- results by hand ---
 
-TEST(Merge, KeepsTheFirstOfEquallyDistantPairs) {
-    dense2D<double> pos = nodes_at(2, {0, 0, 0.5, 0, 1, 0});
-    id_list new_IDs;
-    EXPECT_EQ(merge(pos, new_IDs, 0.6), 1);
-    EXPECT_EQ(values_of(new_IDs), (ids{0, 0, 2}));
-    EXPECT_EQ(pos(0, 1), 0.0);
-}
-
-TEST(Merge, FollowsChainsToTheFinalSurvivor) {
-    // 3 goes to 2 first, then 2 to 1, then 1 to 0.
-    const dense2D<double> pos = nodes_at(2, {0, 0, 4, 0, 6, 0, 7, 0});
-    id_list new_IDs;
-    EXPECT_EQ(merge(pos, list_of({0, 1, 2, 3}), new_IDs, 4), 3);
-    EXPECT_EQ(values_of(new_IDs), (ids{0, 0, 0, 0}));
-}
-
-TEST(Merge, ZeroToleranceTakesEqualCoordinatesOnly) {
-    const dense2D<double> pos =
-        nodes_at(2, {0, -0.0, -0.0, 0, 5e-324, 0, NOT_A_NUMBER, 0, NOT_A_NUMBER, 0, INF, 0, INF, 0, 0, 0});
-    id_list new_IDs;
-    for (const double tol : {0.0, -0.0}) {
-        EXPECT_EQ(merge(pos, list_of({0, 1, 2, 3, 4, 5, 6, 7}), new_IDs, tol), 2);
-        EXPECT_EQ(values_of(new_IDs), (ids{0, 0, 2, 3, 4, 5, 6, 0}));
-    }
-}
-
-TEST(Merge, BoxTestIsOneSidedWhereRoundingMakesItSo) {
+TEST(Merge, GivesKnownResults) {
+    const auto expect_merged = [](const std::vector<double>& x, unsigned int rows, const list& nodes,
+                                  double tol, unsigned int mode, const list& expected) {
+        auto elements = test::matrix_of(rows, nodes);
+        dense2D<double> pos(2, unsigned(x.size())); // on a line
+        for (unsigned int j = 0; j < pos.cols(); ++j) pos(0, j) = x[j];
+        id_list new_IDs;
+        merge(pos, elements, new_IDs, tol, mode);
+        EXPECT_EQ(entries(new_IDs), expected);
+    };
+    expect_merged({0, 0.5, 1}, 1, {0, 1, 2}, 0.6, 0, {0, 0, 2});      // the first of equally distant pairs
+    expect_merged({0, 4, 6, 7}, 1, {0, 1, 2, 3}, 4, 0, {0, 0, 0, 0}); // 3 to 2, 2 to 1, 1 to 0
+    expect_merged({0, -0.0, 5e-324, INF, INF}, 1, {0, 1, 2, 3, 4}, 0, 0, {0, 0, 2, 3, 4});
     // The box of node 0 starts at 1 - 1 = 0 and leaves node 1 out; that of node 1 ends at 1.
-    const dense2D<double> pos = nodes_at(2, {1, 0, -1e-30, 0});
-    id_list new_IDs;
-    EXPECT_EQ(merge(pos, list_of({0, 1}), new_IDs, 1), 1);
-    EXPECT_EQ(values_of(new_IDs), (ids{1, 1}));
-}
-
-TEST(Merge, ModesOneAndTwoStayWithinElements) {
-    const dense2D<double> pos = nodes_at(2, {0, 0, 1, 0, 0, 1, 0, 0, 1, 0, 0, 1});
-    const dense2D<unsigned int> two_triangles = elements_of(3, {0, 1, 2, 3, 4, 5});
-    for (const unsigned int mode : {0u, 1u, 2u}) {
-        dense2D<unsigned int> connectivity;
-        connectivity.copy(two_triangles);
-        EXPECT_EQ(merge(pos, connectivity, 1e-3, mode), mode == 0 ? 3 : 0);
-        EXPECT_EQ(connectivity(0, 1), mode == 0 ? 0u : 3u);
-    }
-}
-
-TEST(Merge, ModeTwoGoesOnWhereModeOneStops) {
-    // Collapsing edge 1-2 brings 0 and 3 into one element.
-    const dense2D<double> pos = nodes_at(2, {0, 0, 1, 0, 1.5, 0, 1.2, 1});
-    const dense2D<unsigned int> edges = elements_of(2, {2, 1, 1, 3});
-    id_list new_IDs;
-    dense2D<unsigned int> once, often;
-    once.copy(edges);
-    often.copy(edges);
-    EXPECT_EQ(merge(pos, once, new_IDs, 1.05, 1), 1);
-    EXPECT_EQ(values_of(new_IDs), (ids{0, 2, 2, 3}));
-    EXPECT_EQ(merge(pos, often, new_IDs, 1.05, 2), 2);
-    EXPECT_EQ(values_of(new_IDs), (ids{0, 2, 2, 2}));
-    EXPECT_EQ(often(1, 1), 2u);
-}
-
-// --- arguments ---
-
-TEST(Merge, ChecksTheListsInOrder) {
-    const dense2D<double> pos(2, 4, 1.0), tall(4, 4, 1.0), none;
-    const id_list good = list_of({0, 1}), bad = list_of({4}), absent = list_of({NO_ID});
-    id_list new_IDs;
-    const auto code = [&new_IDs](const dense2D<double>& p, const id_list& a, const id_list& b, double tol) {
-        new_IDs = id_list(2, 9);
-        const int result = merge(p, a, b, new_IDs, tol);
-        EXPECT_TRUE(result > 0 || new_IDs.empty());
-        return result;
-    };
-    EXPECT_EQ(code(none, bad, bad, -1), 0);
-    EXPECT_EQ(code(dense2D<double>(5, 0), bad, bad, -1), 0);
-    EXPECT_EQ(code(tall, bad, bad, -1), -1);
-    EXPECT_EQ(code(dense2D<double>(0, 3), bad, bad, -1), -1);
-    EXPECT_EQ(code(pos, bad, bad, -1), -2);
-    EXPECT_EQ(code(pos, good, bad, -1), -3);
-    EXPECT_EQ(code(pos, good, absent, -1), -4);
-    EXPECT_EQ(code(pos, good, absent, 1), 0);
-    EXPECT_EQ(code(pos, good, good, 1), 1);
-    EXPECT_EQ(merge(pos, id_list(), good, new_IDs, 1), 0);
-    EXPECT_EQ(values_of(new_IDs), (ids{0, 1, 2, 3}));
-    EXPECT_EQ(merge(pos, good, new_IDs, NOT_A_NUMBER), 0);
-    EXPECT_EQ(values_of(new_IDs), (ids{0, 1, 2, 3}));
-}
-
-TEST(Merge, ChecksTheConnectivityInOrder) {
-    const dense2D<double> pos(3, 4, 1.0), tall(4, 4, 1.0), none;
-    dense2D<unsigned int> matrices[2] = {elements_of(3, {0, 1, 4}), elements_of(3, {NO_ID, NO_ID, NO_ID})};
-    id_list new_IDs;
-    const auto code = [&](const dense2D<double>& p, int first, int last, double tol, unsigned int mode) {
-        new_IDs = id_list(2, 9);
-        const int result = merge(p, matrices + first, matrices + last, new_IDs, tol, mode);
-        EXPECT_TRUE(new_IDs.empty());
-        EXPECT_EQ(matrices[0](2, 0), 4u);
-        return result;
-    };
-    EXPECT_EQ(code(none, 2, 0, -1, 3), 0);
-    EXPECT_EQ(code(tall, 1, 1, -1, 3), 0);
-    EXPECT_EQ(code(tall, 2, 0, -1, 3), -1);
-    EXPECT_EQ(code(pos, 2, 0, -1, 3), -3);
-    EXPECT_EQ(code(pos, 0, 2, -1, 3), -5);
-    EXPECT_EQ(code(pos, 0, 2, 1, 3), -6);
-    for (const unsigned int mode : {0u, 1u, 2u}) {
-        EXPECT_EQ(code(pos, 0, 2, 1, mode), -2);
-        EXPECT_EQ(code(pos, 1, 2, 1, mode), 0);
-    }
-}
-
-TEST(Merge, ChecksTheCoordinatesInOrder) {
-    dense2D<double> none, tall(4, 2, 1.0), pos(3, 2, 1.0);
-    id_list new_IDs(2, 9);
-    EXPECT_EQ(merge(none, new_IDs, -1), 0);
-    EXPECT_TRUE(new_IDs.empty());
-    EXPECT_EQ(merge(tall, -1), -1);
-    EXPECT_EQ(merge(pos, -1), -3);
-    EXPECT_EQ(merge(pos, 0), 1);
-}
-
-TEST(Merge, WorksOnViewsWithLongColumns) {
-    dense2D<double> block(5, 6, 99.0);
-    dense2D<unsigned int> wide(6, 4, 77u);
-    dense2D<double> pos = block.sub_matrix(1, 1, 2, 4);
-    dense2D<unsigned int> connectivity = wide.sub_matrix(2, 0, 2, 3);
-    const double x[4] = {0, 1, 1, 0};
-    for (unsigned int j = 0; j < 4; ++j) {
-        pos(0, j) = x[j];
-        pos(1, j) = 0;
-    }
-    const unsigned int edges[3][2] = {{0, 1}, {2, 3}, {1, 2}};
-    for (unsigned int j = 0; j < 3; ++j) std::copy_n(edges[j], 2, connectivity.col_data(j));
-    EXPECT_EQ(merge(pos, connectivity), 2);
-    EXPECT_EQ(wide(2, 1), 1u);
-    EXPECT_EQ(wide(3, 1), 0u);
-    EXPECT_EQ(wide(4, 1), 77u);
-    EXPECT_EQ(wide(1, 1), 77u);
-
-    id_list new_IDs;
-    EXPECT_EQ(merge(pos, new_IDs, 1), 3);
-    EXPECT_EQ(pos(0, 2), 0.0);
-    EXPECT_TRUE(pos.contiguous());
-    EXPECT_EQ(block(1, 3), 1.0) << "other views keep their values";
-    EXPECT_EQ(block(0, 0), 99.0);
-}
-
-TEST(Merge, CoordinatesMoveInStorageOfTheirOwn) {
-    dense2D<double> pos(2, 2, 0.0);
-    pos(0, 1) = 0.5;
-    const dense2D<double> other = pos;
-    EXPECT_EQ(merge(pos, 0.1), 0);
-    pos(0, 0) = 7;
-    EXPECT_EQ(other(0, 0), 0.0);
-    EXPECT_EQ(merge(pos, 10), 1);
-    EXPECT_EQ(pos(0, 1), 7.0);
-    EXPECT_EQ(other(0, 1), 0.5);
-}
-
-TEST(Merge, TableMayShareStorageWithAnyList) {
-    const dense2D<double> pos(2, 4, 1.0);
-    id_list list = list_of({3, 1, 2});
-    const id_list witness = list;
-    EXPECT_EQ(merge(pos, list, list, 0), 2);
-    EXPECT_EQ(values_of(list), (ids{0, 3, 3, 3}));
-    EXPECT_EQ(values_of(witness), (ids{3, 1, 2}));
-
-    id_list onto = list_of({2});
-    EXPECT_EQ(merge(pos, witness, onto, onto, 0), 2);
-    EXPECT_EQ(values_of(onto), (ids{0, 2, 2, 2}));
-
-    dense2D<unsigned int> connectivity = elements_of(2, {3, 1, NO_ID, 2});
-    id_list table = connectivity.as_vector();
-    EXPECT_EQ(merge(pos, connectivity, table, 0, 0), 2);
-    EXPECT_EQ(values_of(table), (ids{0, 3, 3, 3}));
-    EXPECT_EQ(values_of(connectivity.as_vector()), (ids{3, 3, NO_ID, 3}));
-}
-
-TEST(Merge, TwoMatricesMayBeOneOrShareStorage) {
-    const dense2D<double> pos = nodes_at(2, {0, 0, 1, 0, 0, 0, 1, 0});
-    dense2D<unsigned int> block = elements_of(2, {0, 1, 2, 3});
-    dense2D<unsigned int> left = block.sub_matrix(0, 0, 2, 1);
-    dense2D<unsigned int> right = block.sub_matrix(0, 1, 2, 1);
-    EXPECT_EQ(merge(pos, left, right), 2);
-    EXPECT_EQ(values_of(block.as_vector()), (ids{0, 1, 0, 1}));
-    EXPECT_EQ(right(1, 0), 1u);
-
-    dense2D<unsigned int> both = elements_of(2, {2, 3, 0, 1});
-    id_list new_IDs;
-    EXPECT_EQ(merge(pos, both, both, new_IDs, 0, 0), 2);
-    EXPECT_EQ(values_of(new_IDs), (ids{2, 3, 2, 3}));
-    EXPECT_EQ(values_of(both.as_vector()), (ids{2, 3, 2, 3}));
+    expect_merged({1, -1e-30}, 1, {0, 1}, 1, 0, {1, 1});
+    expect_merged({0, 1, 0, 1}, 2, {0, 1, 2, 3}, 1e-3, 0, {0, 1, 0, 1});
+    expect_merged({0, 1, 0, 1}, 2, {0, 1, 2, 3}, 1e-3, 2, {0, 1, 2, 3}); // they share no element
+    expect_merged({0, 2, 3, 4.5}, 2, {1, 2, 2, 3}, 2.5, 1, {0, 1, 1, 3});
+    expect_merged({0, 2, 3, 4.5}, 2, {1, 2, 2, 3}, 2.5, 2, {0, 1, 1, 1}); // once 1 stands for 2
 }
 
 } // namespace

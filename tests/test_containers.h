@@ -45,6 +45,14 @@ inline dense2D<double> real_matrix(unsigned int rows, std::initializer_list<doub
     return matrix_of(rows, std::vector<double>(entries));
 }
 
+/// A contiguous matrix whose entries come from next(), column by column.
+template <typename T, typename Next>
+dense2D<T> filled(unsigned int rows, unsigned int cols, Next next) {
+    dense2D<T> matrix(rows, cols);
+    std::generate_n(matrix.data(), matrix.size(), next);
+    return matrix;
+}
+
 /// A view with ld() > rows() inside a larger block, whose own entries are `frame`; equal to m otherwise.
 template <typename T>
 dense2D<T> as_view(const dense2D<T>& m, T frame = T(77)) {
@@ -109,6 +117,10 @@ public:
     explicit dice(unsigned int seed) : generator_(seed) {}
     unsigned int below(unsigned int n) { return static_cast<unsigned int>(generator_() % n); }
     bool one_in(unsigned int n) { return below(n) == 0; }
+    template <typename T>
+    T one_of(std::initializer_list<T> values) {
+        return values.begin()[below(static_cast<unsigned int>(values.size()))];
+    }
     double between(double low, double high) {
         return std::uniform_real_distribution<double>(low, high)(generator_);
     }
