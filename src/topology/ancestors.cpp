@@ -2,7 +2,7 @@
 
 #include <plexo/ids.h>
 
-#include "containers/runs.h"
+#include "containers/detach.h"
 
 namespace qv7::plexo {
 
@@ -10,7 +10,7 @@ int get_ancestors(const dense2D<unsigned int>& connectM, dense1D<unsigned int, 1
     if (connectM.empty()) return 0;
     if (ancestors.empty()) {
         if (!ancestors.resize(max_ID(connectM) + 1, NO_ID)) return -199;
-    } else if (overlap(ancestors, connectM) && !ancestors.copy(ancestors)) {
+    } else if (!detach(ancestors, connectM)) {
         return -199;
     }
 

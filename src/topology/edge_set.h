@@ -49,8 +49,7 @@ private:
     std::size_t excluded_ = 0; ///< how many of the former
     std::size_t met_ = 0;
 
-    scratch<unsigned int>
-        lines_; ///< of Width words per node: a counter, then nodes with which it has an edge
+    scratch<unsigned int> lines_; ///< Width words per node: a counter, then nodes with which it has an edge
     unsigned int line_count_ = 0; ///< edges with a node beyond, and those that do not fit a line, are hashed
     scratch<unsigned int> tables_[2]; ///< positions in edges_, open addressing; one of the two is in use
     unsigned int table_ = 0;
