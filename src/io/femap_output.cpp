@@ -44,7 +44,7 @@ char* put_slots(char* out, const node_order& order, const unsigned int* nodes, u
                 unsigned int last) {
     for (unsigned int slot = first; slot < last; ++slot) {
         const bool used = slot < order.places && order.row_at[slot] != node_order::NO_ROW;
-        out = put_char(put_unsigned(out, used ? nodes[order.row_at[slot]] : 0), ',');
+        out = used ? put_char(put_unsigned(out, nodes[order.row_at[slot]]), ',') : put_text(out, "0,");
     }
     return put_char(out, '\n');
 }

@@ -30,10 +30,17 @@ inline bool scan_fortran_double(std::string_view field, double& value) {
     return scan_double(text.data(), text.data() + mantissa + 1 + length, value) != nullptr;
 }
 
-/// A non-negative decimal integer that is the whole field; one too large for 64 bits gives the largest.
+/// A non-negative decimal integer that is the whole field; one too large for 64 bits gives the largest. The
+/// field is part of a line of a line_reader, or has as much slack behind it.
 inline bool parse_ID(std::string_view field, std::uint64_t& ID) {
     if (!field.empty() && field.front() == '+') field.remove_prefix(1);
     if (field.empty()) return false;
+    if (field.size() <= 8) {
+        std::uint32_t number;
+        if (!read_short_number(field.data(), field.size(), number)) return false;
+        ID = number;
+        return true;
+    }
     ID = 0;
     for (const char c : field) {
         if (c < '0' || c > '9') return false;

@@ -41,6 +41,7 @@ private:
     std::array<char, COLUMNS> columns_;
 
     void lay_out(std::string_view line);
+    bool split_at_commas(std::string_view line, bulk_line& cut);
     bool split_columns(large_fields large, bulk_line& cut) const;
 };
 

@@ -8,7 +8,9 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstdint>
+#include <cstring>
 
 namespace qv7::plexo {
 
@@ -26,28 +28,60 @@ constexpr bool same_letter(char a, char b) {
 bool contains(std::string_view text, std::string_view words) {
     return std::search(text.begin(), text.end(), words.begin(), words.end(), same_letter) != text.end();
 }
-bool spells(std::string_view text, std::string_view word) {
-    return std::equal(text.begin(), text.end(), word.begin(), word.end(), same_letter);
+
+/// A card's name of up to eight characters in upper case, packed for comparisons.
+struct card_name {
+    std::uint64_t characters; ///< as in memory, zeros behind them
+    std::size_t size;
+
+    constexpr explicit card_name(std::string_view upper_case) : characters(0), size(upper_case.size()) {
+        std::array<char, 8> text{};
+        std::copy(upper_case.begin(), upper_case.end(), text.begin());
+        characters = std::bit_cast<std::uint64_t>(text);
+    }
+    friend constexpr bool operator==(const card_name&, const card_name&) = default;
+};
+
+/// The name in a field, none when it is longer. Looks at eight characters in any case, as a line has them
+/// behind it.
+card_name name_in(std::string_view field) {
+    card_name name{""};
+    if (field.empty() || field.size() > 8) return name;
+    constexpr std::uint64_t EVERY = 0x0101010101010101;
+    std::memcpy(&name.characters, field.data(), 8);
+    const auto behind = static_cast<int>(64 - 8 * field.size());
+    if constexpr (std::endian::native == std::endian::little) {
+        name.characters = name.characters << behind >> behind;
+    } else {
+        name.characters = name.characters >> behind << behind;
+    }
+    const std::uint64_t low_bits = name.characters & EVERY * 0x7F;
+    const std::uint64_t is_lower = (low_bits + EVERY * (0x80 - 'a')) & ~(low_bits + EVERY * (0x7F - 'z')) &
+                                   ~name.characters & EVERY * 0x80;
+    name.characters -= is_lower >> 2; // 'a' - 'A' is 0x20
+    name.size = field.size();
+    return name;
 }
 
 /// What a keyword stands for: the type with the most nodes for which the card has enough.
 struct element_keyword {
-    std::string_view name;
+    card_name name;
     element_type fewest_nodes, most_nodes;
 };
 constexpr element_keyword ELEMENT_KEYWORDS[] = {
-    {"TRIA3", ELEM_TRIA3, ELEM_TRIA3},     {"QUAD4", ELEM_QUAD4, ELEM_QUAD4},
-    {"TETRA", ELEM_TETRA4, ELEM_TETRA10},  {"HEXA", ELEM_HEXA8, ELEM_HEXA20},
-    {"PENTA", ELEM_PYRAMID5, ELEM_WEDGE6}, {"TRIA6", ELEM_TRIA3, ELEM_TRIA6},
-    {"QUAD8", ELEM_QUAD4, ELEM_QUAD8},     {"BAR", ELEM_EDGE2, ELEM_EDGE2},
-    {"BEAM", ELEM_EDGE2, ELEM_EDGE2},      {"ROD", ELEM_EDGE2, ELEM_EDGE2},
+    {card_name("TRIA3"), ELEM_TRIA3, ELEM_TRIA3},     {card_name("QUAD4"), ELEM_QUAD4, ELEM_QUAD4},
+    {card_name("TETRA"), ELEM_TETRA4, ELEM_TETRA10},  {card_name("HEXA"), ELEM_HEXA8, ELEM_HEXA20},
+    {card_name("PENTA"), ELEM_PYRAMID5, ELEM_WEDGE6}, {card_name("TRIA6"), ELEM_TRIA3, ELEM_TRIA6},
+    {card_name("QUAD8"), ELEM_QUAD4, ELEM_QUAD8},     {card_name("BAR"), ELEM_EDGE2, ELEM_EDGE2},
+    {card_name("BEAM"), ELEM_EDGE2, ELEM_EDGE2},      {card_name("ROD"), ELEM_EDGE2, ELEM_EDGE2},
 };
 
 const element_keyword* find_keyword(std::string_view first) {
     if (!first.empty() && first.back() == '*') first.remove_suffix(1);
     if (!first.empty() && upper(first.front()) == 'C') first.remove_prefix(1);
+    const card_name name = name_in(first);
     for (const element_keyword& keyword : ELEMENT_KEYWORDS) {
-        if (spells(first, keyword.name)) return &keyword;
+        if (keyword.name == name) return &keyword;
     }
     return nullptr;
 }
@@ -110,8 +144,9 @@ private:
         splitter_.split(content_, card_.large ? large_fields::in_continuation : large_fields::none, fields_);
         if (fields_.is_continuation()) return continue_card();
         if (const int status = close_card(); status != 0) return status;
-        if (spells(fields_.first, "GRID")) return read_grid_point(false);
-        if (spells(fields_.first, "GRID*")) return read_grid_point(true);
+        const card_name name = name_in(fields_.first);
+        if (name == card_name("GRID")) return read_grid_point(false);
+        if (name == card_name("GRID*")) return read_grid_point(true);
         if (const element_keyword* keyword = find_keyword(fields_.first)) return open_element(*keyword);
         at_end_ = contains(line_, "ENDDATA");
         return 0;
@@ -175,7 +210,7 @@ private:
     }
 
     int continue_card() {
-        at_end_ = fields_.count != 0 && spells(fields_.data[0], "ENDDATA");
+        at_end_ = fields_.count != 0 && name_in(fields_.data[0]) == card_name("ENDDATA");
         const bool marked = !fields_.first.empty();
         if (!card_.keyword || card_.all_taken || !(marked || card_.invites_continuation)) return 0;
         card_.take_nodes(fields_, 0);

@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::size_t SLICE = std::size_t(1) << 20;
 // A line of full length may follow what is left of the slice before.
-constexpr std::size_t BUFFER_SIZE = SLICE + line_reader::LONGEST_LINE;
+constexpr std::size_t BUFFER_SIZE = SLICE + line_reader::LONGEST_LINE + line_reader::SLACK;
 
 constexpr double EXACT_POWERS[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
                                    1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
@@ -32,23 +32,19 @@ constexpr bool is_hex_digit(char c) {
 
 constexpr std::uint64_t POWERS_OF_TEN[] = {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, 100000000};
 
-// Appends the digits at p to `digits`, modulo 2^64, and returns their end. Takes up to eight at a time.
-inline const char* append_digits(const char* p, const char* last, std::uint64_t& digits) {
+// Appends the digits at p to `digits`, modulo 2^64, and returns their end. Takes up to eight at a time; the
+// last ones too when there are eight characters from `first` on, which is not behind p.
+inline const char* append_digits(const char* first, const char* p, const char* last, std::uint64_t& digits) {
     if constexpr (std::endian::native == std::endian::little) {
-        while (last - p >= 8) {
+        while (last - first >= 8) {
+            const int missing = last - p >= 8 ? 0 : static_cast<int>(8 - (last - p));
+            if (missing == 8) return p;
             std::uint64_t bytes;
-            std::memcpy(&bytes, p, 8);
-            bytes ^= 0x3030303030303030u; // a digit becomes its value
-            // the top bit of each byte above 9, exact up to the first of them
-            const std::uint64_t others = ((bytes + 0x7676767676767676u) | bytes) & 0x8080808080808080u;
-            const int count = std::countr_zero(others) / 8;
+            std::memcpy(&bytes, p - missing, 8);
+            bytes >>= 8 * missing; // a zero is not a digit
+            const int count = std::countr_zero(split_off_others(bytes)) / 8;
             if (count == 0) return p;
-            bytes <<= 64 - 8 * count; // zeros in front
-            bytes = bytes * 10 + (bytes >> 8);
-            bytes = ((bytes & 0x000000ff000000ffu) * 0x000f424000000064u +
-                     ((bytes >> 16) & 0x000000ff000000ffu) * 0x0000271000000001u) >>
-                    32;
-            digits = digits * POWERS_OF_TEN[count] + bytes;
+            digits = digits * POWERS_OF_TEN[count] + value_of_digits(bytes << (64 - 8 * count));
             p += count;
             if (count < 8) return p;
         }
@@ -193,7 +189,7 @@ const char* scan_double(const char* first, const char* last, double& value) {
     std::ptrdiff_t exponent = 0;
     if (p != last && *p == '.') {
         start = ++p;
-        p = append_digits(p, last, digits);
+        p = append_digits(first, p, last, digits);
         exponent = start - p;
         count -= exponent;
     }

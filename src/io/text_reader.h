@@ -1,8 +1,10 @@
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <string_view>
 
 /// Reading text files: lines, fields, numbers. Nothing here depends on the locale, throws or recurses.
@@ -23,6 +25,8 @@ class line_reader {
 public:
     /// A line that is longer is cut here; the rest of it is skipped.
     static constexpr std::size_t LONGEST_LINE = std::size_t(1) << 20;
+    /// So many characters behind a line may be read, whatever they are.
+    static constexpr std::size_t SLACK = 8;
 
     /// Opens the file with the given mode of fopen; see is_open().
     explicit line_reader(const char* path, const char* mode = "r");
@@ -135,6 +139,41 @@ inline bool parse_double(std::string_view text, double& value) {
     if (scan_double(text.data(), last, parsed) != last) return false;
     value = parsed;
     return true;
+}
+
+/// The number that eight characters spell, each of which has become the value of its digit; the first is the
+/// lowest byte.
+constexpr std::uint64_t value_of_digits(std::uint64_t digits) {
+    digits = digits * 10 + (digits >> 8);
+    return ((digits & 0x000000ff000000ffu) * 0x000f424000000064u +
+            ((digits >> 16) & 0x000000ff000000ffu) * 0x0000271000000001u) >>
+           32;
+}
+
+/// Turns digits among eight characters into their values; gives the top bit of each byte that was another
+/// character, exact up to the first of them.
+constexpr std::uint64_t split_off_others(std::uint64_t& characters) {
+    characters ^= 0x3030303030303030u;
+    return ((characters + 0x7676767676767676u) | characters) & 0x8080808080808080u;
+}
+
+/// Reads a number of one to eight digits; false when other characters are among them. Looks at eight
+/// characters from `first` on, whatever they are behind the digits.
+inline bool read_short_number(const char* first, std::size_t digits, std::uint32_t& number) {
+    if constexpr (std::endian::native != std::endian::little) {
+        number = 0;
+        for (std::size_t i = 0; i < digits; ++i) {
+            if (first[i] < '0' || first[i] > '9') return false;
+            number = number * 10 + static_cast<std::uint32_t>(first[i] - '0');
+        }
+        return true;
+    }
+    std::uint64_t characters;
+    std::memcpy(&characters, first, sizeof characters);
+    const std::size_t zeros_in_front = 64 - 8 * digits;
+    const bool others = split_off_others(characters) << zeros_in_front != 0;
+    number = static_cast<std::uint32_t>(value_of_digits(characters << zeros_in_front));
+    return !others;
 }
 
 /// Reads a decimal integer with an optional sign that [first, last) starts with. Returns its end, or null,
