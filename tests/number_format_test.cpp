@@ -1,4 +1,4 @@
-// Numbers as text against printf, over doubles of every kind.
+// Numbers as text against printf, over doubles and integers of every kind.
 
 #include "io/number_format.h"
 
@@ -9,32 +9,33 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <limits>
 #include <random>
 #include <string>
+#include <string_view>
 
 namespace {
 
 using namespace qv7::plexo::io;
 
-struct real_format {
+template <typename Number>
+struct number_format {
     const char* printf_format;
-    char* (*put)(char*, double);
+    char* (*put)(char*, Number);
 };
 
-constexpr real_format FORMATS[] = {
+constexpr number_format<double> REALS[] = {
     {"%e", put_scientific}, {"%E", put_scientific_upper}, {"%12.5e", put_scientific_12_5},
     {"%f", put_fixed},      {"%g", put_general},
 };
+constexpr number_format<long long> SIGNED[] = {{"%lld", put_signed}, {"%8lld", put_signed_8}};
+constexpr number_format<unsigned long long> UNSIGNED[] = {{"%llu", put_unsigned}, {"%8llu", put_unsigned_8}};
 
-std::string text_of(char* (*put)(char*, double), double value) {
-    char text[LONGEST_NUMBER];
-    return {text, put(text, value)};
-}
-
-std::string printed(const char* format, double value) {
+template <typename... Arguments>
+std::string printed(const char* format, Arguments... arguments) {
     char text[400];
-    return {text, std::size_t(std::snprintf(text, sizeof text, format, value))};
+    return {text, std::size_t(std::snprintf(text, sizeof text, format, arguments...))};
 }
 
 // "%#g" by the rule of the C standard. Some C libraries drop the zeros where 999999.5 rounds up
@@ -44,67 +45,53 @@ std::string general_with_point(double value) {
     const std::string scientific = printed("%.5e", value);
     const int exponent = std::stoi(scientific.substr(scientific.find('e') + 1));
     if (exponent < -4 || exponent >= 6) return scientific;
-    char text[64];
-    const int length = std::snprintf(text, sizeof text, "%#.*f", 5 - exponent, value);
-    return {text, std::size_t(length)};
+    return printed("%#.*f", 5 - exponent, value);
 }
 
-class number_format : public testing::Test {
-protected:
-    void expect_same_text(double value) {
-        for (const real_format& format : FORMATS) {
-            if (text_of(format.put, value) == printed(format.printf_format, value)) continue;
-            ASSERT_EQ(text_of(format.put, value), printed(format.printf_format, value))
-                << format.printf_format;
-        }
-        if (text_of(put_general_showpoint, value) == general_with_point(value)) return;
-        ASSERT_EQ(text_of(put_general_showpoint, value), general_with_point(value)) << "%#g";
-    }
-    std::mt19937_64 random{20};
-};
+template <typename Number>
+void expect_text(const std::string& expected, char* (*put)(char*, Number), Number value) {
+    char text[LONGEST_NUMBER];
+    ASSERT_EQ(std::string_view(text, std::size_t(put(text, value) - text)), expected);
+}
 
-TEST_F(number_format, prints_special_values_as_printf_does) {
-    constexpr double inf = std::numeric_limits<double>::infinity();
-    const double nan = std::numeric_limits<double>::quiet_NaN();
-    for (double value :
-         {0.0, inf, nan, std::numeric_limits<double>::max(), std::numeric_limits<double>::min(),
-          std::numeric_limits<double>::denorm_min(), 1.0, 9.9999995, 0.5}) {
+template <typename Number, std::size_t N>
+void expect_printed(const number_format<Number> (&formats)[N], Number value) {
+    for (const auto& [printf_format, put] : formats) expect_text(printed(printf_format, value), put, value);
+}
+
+void expect_same_text(double value) {
+    expect_printed(REALS, value);
+    expect_text(general_with_point(value), put_general_showpoint, value);
+}
+
+TEST(number_format, prints_doubles_of_every_kind_as_printf_does) {
+    using limits = std::numeric_limits<double>;
+    for (double value : {0.0, limits::infinity(), limits::quiet_NaN(), limits::max(), limits::min(),
+                         limits::denorm_min(), 1.0, 9.9999995, 0.5, 999999.5}) {
         expect_same_text(value);
         expect_same_text(std::copysign(value, -1.0));
     }
-    EXPECT_EQ(text_of(put_scientific_upper, std::copysign(nan, -1.0)), "-NAN");
-    EXPECT_EQ(text_of(put_scientific_upper, -inf), "-INF");
-    EXPECT_EQ(text_of(put_general_showpoint, 999999.5), "1.00000e+06");
-    EXPECT_EQ(text_of(put_fixed, std::numeric_limits<double>::lowest()).size(), 317u);
-}
-
-TEST_F(number_format, prints_any_bit_pattern_as_printf_does) {
-    for (int i = 0; i < 200000; ++i) expect_same_text(std::bit_cast<double>(random()));
-    constexpr std::uint64_t denormal = 0x800fffffffffffffu;
-    for (int i = 0; i < 50000; ++i) expect_same_text(std::bit_cast<double>(random() & denormal));
-}
-
-TEST_F(number_format, prints_what_meshes_hold_as_printf_does) {
+    std::mt19937_64 random(20);
+    const std::function<double()> kinds[] = {
+        [&] { return std::bit_cast<double>(random()); },
+        [&] { return std::bit_cast<double>(random()); },
+        [&] { return std::bit_cast<double>(random() & 0x800fffffffffffffu); },    // denormals
+        [&] { return double(std::int64_t(random() % 2000000000)) / 1000 - 1e6; }, // short decimals
+        [&] { return std::ldexp(double(random() >> 11), -53) * 2 - 1; },          // a unit box
+        [&] { return double(float(std::ldexp(double(random() >> 11), -50))); },
+        // exact ties: integers and a half, quarter ... of one digit more than any format has
+        [&] { return double(random() % 100000000) + 0.5; },
+        [&] { return std::ldexp(double(random() % 100000000), -int(random() % 40)); },
+        [&] { return double(random() >> (random() % 64)); },
+    };
     for (int i = 0; i < 100000; ++i) {
-        expect_same_text(double(std::int64_t(random() % 2000000000)) / 1000 - 1e6); // short decimals
-        expect_same_text(std::ldexp(double(random() >> 11), -53) * 2 - 1);          // a unit box
-        expect_same_text(double(float(std::ldexp(double(random() >> 11), -50))));   // floats
+        for (const auto& kind : kinds) expect_same_text(kind());
     }
 }
 
-TEST_F(number_format, rounds_exact_ties_to_even) {
-    // an integer of 7 or 8 digits and a half, quarter ... needs one digit more than any format has
-    for (int i = 0; i < 100000; ++i) {
-        const auto whole = double(random() % 100000000);
-        expect_same_text(whole + 0.5);
-        expect_same_text(std::ldexp(double(random() % 100000000), -int(random() % 40)));
-        expect_same_text(double(random() >> (random() % 64)));
-    }
-}
-
-TEST_F(number_format, rounds_next_to_powers_of_ten) {
+TEST(number_format, rounds_next_to_powers_of_ten) {
     for (int exponent = -323; exponent <= 308; ++exponent) {
-        const double power = std::strtod(std::string("1e").append(std::to_string(exponent)).c_str(), nullptr);
+        const double power = std::strtod(printed("1e%d", exponent).c_str(), nullptr);
         const auto bits = std::bit_cast<std::uint64_t>(power);
         for (int ulps = -30; ulps <= 30; ++ulps) {
             expect_same_text(std::bit_cast<double>(bits + std::uint64_t(std::int64_t(ulps))));
@@ -116,23 +103,16 @@ TEST_F(number_format, rounds_next_to_powers_of_ten) {
     }
 }
 
-TEST_F(number_format, prints_integers_as_printf_does) {
-    char text[LONGEST_NUMBER], expected[64];
-    const auto expect_same = [&](std::int64_t value) {
-        const auto natural = std::uint64_t(value);
-        std::snprintf(expected, sizeof expected, "%lld", static_cast<long long>(value));
-        ASSERT_EQ(std::string(text, put_signed(text, value)), expected);
-        std::snprintf(expected, sizeof expected, "%8lld", static_cast<long long>(value));
-        ASSERT_EQ(std::string(text, put_signed_8(text, value)), expected);
-        std::snprintf(expected, sizeof expected, "%llu", static_cast<unsigned long long>(natural));
-        ASSERT_EQ(std::string(text, put_unsigned(text, natural)), expected);
-        std::snprintf(expected, sizeof expected, "%8llu", static_cast<unsigned long long>(natural));
-        ASSERT_EQ(std::string(text, put_unsigned_8(text, natural)), expected);
+TEST(number_format, prints_integers_as_printf_does) {
+    const auto expect_same = [](long long value) {
+        expect_printed(SIGNED, value);
+        expect_printed(UNSIGNED, static_cast<unsigned long long>(value));
     };
-    for (std::int64_t value = -1100; value < 1100; ++value) expect_same(value);
-    expect_same(std::numeric_limits<std::int64_t>::min());
-    expect_same(std::numeric_limits<std::int64_t>::max());
-    for (int i = 0; i < 100000; ++i) expect_same(std::int64_t(random() >> (random() % 64)));
+    for (long long value = -1100; value < 1100; ++value) expect_same(value);
+    expect_same(std::numeric_limits<long long>::min());
+    expect_same(std::numeric_limits<long long>::max());
+    std::mt19937_64 random(21);
+    for (int i = 0; i < 100000; ++i) expect_same(static_cast<long long>(random() >> (random() % 64)));
 }
 
 } // namespace

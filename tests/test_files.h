@@ -15,7 +15,6 @@
 #include <string>
 #include <string_view>
 
-#include <sys/mman.h>
 #include <unistd.h>
 
 namespace test {
@@ -27,13 +26,14 @@ public:
         const int descriptor = mkstemp(path_.data());
         EXPECT_NE(descriptor, -1);
         close(descriptor);
-        std::ofstream(path_, std::ios::binary) << content;
+        set_content(content);
     }
     ~temporary_file() { std::remove(path_.c_str()); }
     temporary_file(const temporary_file&) = delete;
     temporary_file& operator=(const temporary_file&) = delete;
 
     const char* path() const { return path_.c_str(); }
+    void set_content(std::string_view content) const { std::ofstream(path_, std::ios::binary) << content; }
     std::string content() const {
         std::ifstream file(path_, std::ios::binary);
         return {std::istreambuf_iterator<char>(file), {}};
@@ -83,34 +83,12 @@ private:
     std::string c_;
 };
 
-/// A file in memory that can be opened by its path, for tests that read thousands of small ones.
-class memory_file {
-public:
-    memory_file()
-        : descriptor_(memfd_create("plexo", 0)), path_("/proc/self/fd/" + std::to_string(descriptor_)) {
-        EXPECT_NE(descriptor_, -1);
-    }
-    ~memory_file() { close(descriptor_); }
-    memory_file(const memory_file&) = delete;
-    memory_file& operator=(const memory_file&) = delete;
-
-    const char* path() const { return path_.c_str(); }
-    void set_content(std::string_view content) const {
-        EXPECT_EQ(ftruncate(descriptor_, 0), 0);
-        EXPECT_EQ(pwrite(descriptor_, content.data(), content.size(), 0), ssize_t(content.size()));
-    }
-
-private:
-    int descriptor_;
-    std::string path_;
-};
-
 /// Calls read(path, text) for files that hold the text cut short at every byte, and for `mutations` files
 /// with a few bytes changed, removed or repeated, always the same ones.
 template <typename Read>
 void for_every_damage(std::string_view text, int mutations, Read read) {
     static constexpr std::string_view BYTES = "0123456789+-.,*$ \t\r\n/\\#eEdDvftnGRIDC\xff";
-    const memory_file file;
+    const temporary_file file;
     const auto read_text = [&](const std::string& damaged) {
         file.set_content(damaged);
         read(file.path(), damaged);

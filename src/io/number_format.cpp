@@ -28,32 +28,24 @@ inline void put_pair(char* out, std::uint32_t below_100) {
     std::memcpy(out, DIGIT_PAIRS.data() + 2 * below_100, 2);
 }
 
-// Exactly six digits, leading zeros included.
-inline void put_six_digits(char* out, std::uint32_t below_million) {
-    const std::uint32_t high = below_million / 10000, low = below_million % 10000;
-    put_pair(out, high);
-    put_pair(out + 2, low / 100);
-    put_pair(out + 4, low % 100);
+// Exactly four, six or eight digits, leading zeros included.
+inline char* put_four_digits(char* out, std::uint32_t below_1e4) {
+    put_pair(out, below_1e4 / 100);
+    put_pair(out + 2, below_1e4 % 100);
+    return out + 4;
 }
-
-// Exactly eight digits, leading zeros included.
+inline char* put_six_digits(char* out, std::uint32_t below_1e6) {
+    put_pair(out, below_1e6 / 10000);
+    return put_four_digits(out + 2, below_1e6 % 10000);
+}
 inline char* put_eight_digits(char* out, std::uint32_t below_1e8) {
-    const std::uint32_t high = below_1e8 / 10000, low = below_1e8 % 10000;
-    put_pair(out, high / 100);
-    put_pair(out + 2, high % 100);
-    put_pair(out + 4, low / 100);
-    put_pair(out + 6, low % 100);
-    return out + 8;
+    return put_four_digits(put_four_digits(out, below_1e8 / 10000), below_1e8 % 10000);
 }
 
 // One to four digits.
 inline char* put_below_1e4(char* out, std::uint32_t value) {
     const std::uint32_t high = value / 100, low = value % 100;
-    if (high >= 10) {
-        put_pair(out, high);
-        put_pair(out + 2, low);
-        return out + 4;
-    }
+    if (high >= 10) return put_four_digits(out, value);
     if (high != 0) {
         *out = char('0' + high);
         put_pair(out + 1, low);
@@ -70,11 +62,7 @@ inline char* put_below_1e4(char* out, std::uint32_t value) {
 // One to eight digits.
 inline char* put_below_1e8(char* out, std::uint32_t value) {
     if (value < 10000) return put_below_1e4(out, value);
-    out = put_below_1e4(out, value / 10000);
-    const std::uint32_t low = value % 10000;
-    put_pair(out, low / 100);
-    put_pair(out + 2, low % 100);
-    return out + 4;
+    return put_four_digits(put_below_1e4(out, value / 10000), value % 10000);
 }
 
 // 10^q = significand · 2^exponent with the significand's top bit set and cut off below its 64 bits, so that
@@ -356,9 +344,7 @@ char* put_fixed(char* out, double value) {
         }
     }
     out = put_unsigned(out, whole);
-    *out++ = '.';
-    put_six_digits(out, std::uint32_t(millionths));
-    return out + 6;
+    return put_six_digits(put_char(out, '.'), std::uint32_t(millionths));
 }
 
 char* put_general(char* out, double value) {

@@ -54,30 +54,29 @@ inline bool contains(std::string_view line, const char (&word)[N]) {
     return take_word(rest, word) || line.find(word) != line.npos; // most lines begin with it
 }
 
-// Takes three numbers from the front of the line.
-bool take_numbers(std::string_view& line, double* numbers) {
+// Takes three numbers from the front of the line; scan(i, first, last) gives the end of the i-th, or null.
+template <typename Scan>
+inline bool take_three(std::string_view& line, Scan scan) {
     const char* const last = line.data() + line.size();
     const char* p = line.data();
     for (int i = 0; i < 3; ++i) {
         while (p != last && is_blank(*p)) ++p;
-        p = io::scan_double(p, last, numbers[i]);
+        p = scan(i, p, last);
         if (!p) return false;
     }
     line = std::string_view(p, std::size_t(last - p));
     return true;
 }
 
-// Takes three numbers that nobody asks for.
+bool take_numbers(std::string_view& line, double* numbers) {
+    return take_three(line, [numbers](int i, const char* first, const char* last) {
+        return io::scan_double(first, last, numbers[i]);
+    });
+}
+
 bool skip_numbers(std::string_view& line) {
-    const char* const last = line.data() + line.size();
-    const char* p = line.data();
-    for (int i = 0; i < 3; ++i) {
-        while (p != last && is_blank(*p)) ++p;
-        p = io::skip_double(p, last);
-        if (!p) return false;
-    }
-    line = std::string_view(p, std::size_t(last - p));
-    return true;
+    return take_three(line,
+                      [](int, const char* first, const char* last) { return io::skip_double(first, last); });
 }
 
 enum class facet_start { facet, end_of_solid, malformed };
@@ -147,6 +146,14 @@ std::optional<std::size_t> facets_ahead(std::FILE* file) {
     return std::size_t(end - here) / stl::FACET_SIZE;
 }
 
+facet load_facet(const char* record) {
+    facet corners;
+    for (std::size_t c = 0; c < corners.size(); ++c) {
+        corners[c] = double(stl::load_float(record + stl::NORMAL_SIZE + c * sizeof(float)));
+    }
+    return corners;
+}
+
 int read_binary(const char* path, dense2D<double>& pos, dense2D<unsigned int>& connectM) {
     const std::unique_ptr<std::FILE, file_closer> file(std::fopen(path, "rb"));
     if (!file) return -1;
@@ -166,17 +173,13 @@ int read_binary(const char* path, dense2D<double>& pos, dense2D<unsigned int>& c
     for (std::size_t done = 0; done < facets;) {
         const std::size_t n = std::min(facets - done, SLICE);
         if (std::fread(slice.data(), stl::FACET_SIZE, n, file.get()) != n) return -3;
-        for (std::size_t i = 0; i < n;) {
+        for (std::size_t i = 0; i < n; i += BATCH) {
             facet batch[BATCH];
             const std::size_t size = std::min(n - i, BATCH);
             for (std::size_t k = 0; k < size; ++k) {
-                const char* const vertices = slice.data() + (i + k) * stl::FACET_SIZE + stl::NORMAL_SIZE;
-                for (std::size_t c = 0; c < 9; ++c) {
-                    batch[k][c] = double(stl::load_float(vertices + c * sizeof(float)));
-                }
+                batch[k] = load_facet(slice.data() + (i + k) * stl::FACET_SIZE);
             }
             if (!mesh.add(batch, size)) return -199;
-            i += size;
         }
         done += n;
     }
