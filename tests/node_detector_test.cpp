@@ -166,7 +166,7 @@ literal_tree tree_of_all(const dense2D<double>& pos) {
 TEST(NodeDetector, AnswersLikeTheTreeBuiltNodeByNode) {
     dice random(31);
     node_detector detector;
-    for (unsigned int round = 0; round < 1000; ++round) {
+    for (unsigned int round = 0; round < 2000; ++round) {
         const draw cloud = CLOUDS[round % std::size(CLOUDS)];
         const auto pos = make_cloud(cloud, 2 + random.below(2), 1 + random.below(300), random);
         const literal_tree nothing{pos, {}};
@@ -174,7 +174,7 @@ TEST(NodeDetector, AnswersLikeTheTreeBuiltNodeByNode) {
         const node_detector start = tree.table.empty() ? node_detector(pos, id_list()) : node_detector(pos);
         expect_equal(start, tree, cloud, random, 40);
         detector = start; // in place of a tree of any dimension
-        for (unsigned int batch = 0; batch < random.below(6); ++batch) {
+        for (unsigned int batches = random.below(6); batches > 0; --batches) {
             list nodes(random.one_in(3) ? 1 : random.below(150));
             for (unsigned int& n : nodes)
                 n = random.one_in(20) ? N - random.below(2) : random.below(pos.cols() + 10);
@@ -258,7 +258,8 @@ void* probe_one_place(void*) {
     for (const double x : {0.5, NOT_A_NUMBER}) {
         dense2D<double> pos(3, 1000000, x);
         for (unsigned int j = 0; j < 10; ++j) pos(0, j) = 2; // a few go another way
-        node_detector detector(pos);
+        const node_detector built(pos);
+        node_detector detector(built);
         id_list found;
         detector.find_in_box(vec3{0, 0, 0}, vec3{1, 1, 1}, found);
         EXPECT_EQ(found.size(), std::isnan(x) ? 0 : pos.cols() - 10);
@@ -284,19 +285,18 @@ TEST(NodeDetector, NeedsLittleTimeAndStackForAMillionNodesInTwoPlaces) {
 /// box, and on each axis one point lies beyond. A row of doubled distances keeps the cells of the first 40
 /// steps from being halved at all.
 dense2D<double> points_that_resist_halving(dice& random) {
-    dense2D<double> pos(3, 26);
-    for (unsigned int i = 0; i < pos.size(); ++i) pos.data()[i] = random.between(0, 1);
+    std::vector<double> points;
+    const auto add = [&points](double x, double y, double z) { points.insert(points.end(), {x, y, z}); };
+    for (int i = 0; i < 26; ++i) add(random.between(0, 1), random.between(0, 1), random.between(0, 1));
     double corner = 1.25;
     for (int scale = 0; scale < 11; ++scale, corner *= 4.375) {
-        for (unsigned int count = pos.cols() + 4; count > 0; --count)
-            pos.push_back_col(vec3{corner, corner, corner}.data());
-        for (unsigned int axis = 0; axis < 3; ++axis) {
-            pos.push_back_col(vec3{0, 0, 0}.data());
-            pos(axis, pos.cols() - 1) = 3 * corner;
-        }
+        for (std::size_t count = points.size() / 3 + 4; count > 0; --count) add(corner, corner, corner);
+        add(3 * corner, 0, 0);
+        add(0, 3 * corner, 0);
+        add(0, 0, 3 * corner);
     }
-    for (int i = 1; i <= 41; ++i) pos.push_back_col(vec3{std::ldexp(0.8 * corner, i), 0, 0}.data());
-    return pos;
+    for (int i = 1; i <= 41; ++i) add(std::ldexp(0.8 * corner, i), 0, 0);
+    return matrix_of(3, points);
 }
 
 TEST(NodeDetector, AnswersAmongPointsThatResistHalving) {

@@ -231,10 +231,9 @@ TEST(ShapeQualities, AreNumbersForAnyFiniteCoordinates) {
             for (std::size_t corner = 0; corner < wild[0].size(); ++corner) {
                 std::vector<element> elements(5, ideal(type));
                 elements[2][corner][1] = bad;
-                auto spoilt = rate(mesh_of(elements, dimension), type);
+                const auto spoilt = rate(mesh_of(elements, dimension), type);
                 EXPECT_TRUE(type == ELEM_TETRA4 ? spoilt[2] == 0 : std::isnan(spoilt[2])) << type;
-                spoilt.erase(spoilt.begin() + 2);
-                for (const double of_others : spoilt) EXPECT_NEAR(of_others, 1, 4e-16);
+                for (const unsigned int e : {0u, 1u, 3u, 4u}) EXPECT_NEAR(spoilt[e], 1, 4e-16) << type;
             }
         }
     }

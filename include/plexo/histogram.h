@@ -1,5 +1,8 @@
 #pragma once
 
+/// \file
+/// Counting a stream of values in slices, with its extremes and moments.
+
 #include <plexo/containers.h>
 
 #include <memory>
