@@ -11,7 +11,6 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <optional>
 
 namespace peers {
 
@@ -53,16 +52,34 @@ const measurement* best_of(const job& j, role part) {
     return best;
 }
 
-void print_cell(const measurement* m, double ours) {
+const measurement* find(const job& j, const std::string& contender) {
+    const auto found = std::find_if(j.results.begin(), j.results.end(),
+                                    [&](const measurement& m) { return m.name == contender; });
+    return found == j.results.end() ? nullptr : &*found;
+}
+
+/// Name, time and our ratio to it.
+void print_cells(const measurement* m, double ours) {
     if (m) {
-        std::printf(" %-28s | %8.4f | %5.2f |", m->name.c_str(), m->seconds, ours / m->seconds);
+        std::printf(" %-29s | %8.4f | %5.2f |", m->name.c_str(), m->seconds, ours / m->seconds);
     } else {
-        std::printf(" %-28s | %8s | %5s |", "-", "-", "-");
+        std::printf(" %-29s | %8s | %5s |", "-", "-", "-");
     }
 }
 
 std::string megabytes(const measurement* m) {
     return m ? std::to_string(m->peak_bytes >> 20) : "-";
+}
+
+/// The power of the size with which the time of a contender grows from one job to another.
+std::string growth(const measurement* m, const job& from, const job& to) {
+    const measurement* earlier = m && from.size != to.size ? find(from, m->name) : nullptr;
+    if (!earlier) return "-";
+    char text[16];
+    const double exponent =
+        std::log(m->seconds / earlier->seconds) / std::log(double(to.size) / double(from.size));
+    std::snprintf(text, sizeof text, "%.2f", exponent);
+    return text;
 }
 
 } // namespace
@@ -87,33 +104,26 @@ void session::measure(const std::string& name, std::size_t size, double target,
 }
 
 void session::print() const {
-    std::printf("| %-34s | %8s | %8s | %-28s | %8s | %5s | %6s | %-28s | %8s | %5s | %13s | %6s |\n",
-                "Workload", "size", "ours s", "best peer", "s", "ratio", "target", "practical limit", "s",
-                "ratio", "MB ours/peer", "growth");
-    std::printf("|---|---|---|---|---|---|---|---|---|---|---|---|\n");
-    std::map<std::string, std::pair<std::size_t, double>> smallest;
+    std::printf("| %-34s | %8s | %8s | %-29s | %8s | %5s | %5s | %-29s | %8s | %5s | %12s | %16s |\n",
+                "Workload", "Size", "Ours, s", "Best peer", "s", "Ratio", "Goal", "Bare program", "s",
+                "Ratio", "MB ours/peer", "Growth ours/peer");
+    std::printf("|---|--:|--:|---|--:|--:|--:|---|--:|--:|--:|--:|\n");
+    std::map<std::string, const job*> smallest;
     for (const job& j : jobs_) {
         const measurement* ours = best_of(j, role::subject);
         if (!ours) continue;
         const measurement* peer = best_of(j, role::peer);
-        const auto [first, is_first] = smallest.try_emplace(j.name, j.size, ours->seconds);
-        const double growth = is_first ? NAN
-                                       : std::log(ours->seconds / first->second.second) /
-                                             std::log(double(j.size) / double(first->second.first));
+        const job& first = *smallest.try_emplace(j.name, &j).first->second;
         std::printf("| %-34s | %8zu | %8.4f |", j.name.c_str(), j.size, ours->seconds);
-        print_cell(peer, ours->seconds);
+        print_cells(peer, ours->seconds);
         if (j.target > 0) {
-            std::printf(" %6.2f |", j.target);
+            std::printf(" %5.2f |", j.target);
         } else {
-            std::printf(" %6s |", "-");
+            std::printf(" %5s |", "-");
         }
-        print_cell(best_of(j, role::limit), ours->seconds);
-        std::printf(" %13s |", (megabytes(ours) + "/" + megabytes(peer)).c_str());
-        if (is_first) {
-            std::printf(" %6s |\n", "-");
-        } else {
-            std::printf(" %6.2f |\n", growth);
-        }
+        print_cells(best_of(j, role::limit), ours->seconds);
+        std::printf(" %12s | %16s |\n", (megabytes(ours) + "/" + megabytes(peer)).c_str(),
+                    (growth(ours, first, j) + "/" + growth(peer, first, j)).c_str());
     }
     std::printf("\nEvery contender, seconds:\n");
     for (const job& j : jobs_) {

@@ -107,30 +107,57 @@ void obj_job(session& s) {
     }
 }
 
-void nastran_job(session& s) {
-    const std::string name = "NASTRAN read";
-    if (!s.wants(name)) return;
+contender nastran_reader(const std::string& path) {
+    return {role::subject, "NASTRAN_input", [path] {
+                dense2D<double> pos;
+                dense2D<unsigned int> connectM;
+                element_type type = ELEM_NONE;
+                keep(NASTRAN_input(path.c_str(), pos, connectM, type));
+            }};
+}
+
+/// A deck as most programs write it: small fields in columns.
+void write_columns(const std::string& path, const bench::mesh& m) {
+    std::FILE* file = std::fopen(path.c_str(), "w");
+    std::fputs("BEGIN BULK\n", file);
+    for (unsigned int j = 0; j < m.pos.cols(); ++j) {
+        std::fprintf(file, "GRID    %8u        %8.5f%8.5f%8.5f\n", j + 1, m.pos(0, j), m.pos(1, j),
+                     m.pos(2, j));
+    }
+    for (unsigned int e = 0; e < m.connectM.cols(); ++e) {
+        const unsigned int* t = m.connectM.col_data(e);
+        std::fprintf(file, "CTRIA3  %8u%8u%8u%8u%8u\n", e + 1, 1u, t[0] + 1, t[1] + 1, t[2] + 1);
+    }
+    std::fputs("ENDDATA\n", file);
+    std::fclose(file);
+}
+
+void nastran_jobs(session& s) {
+    const std::string own = "NASTRAN read, dialect of each", common = "NASTRAN read, columns of eight";
+    if (!s.wants(own) && !s.wants(common)) return;
     for (const std::size_t n : s.sizes()) {
-        const std::string path = working_file("read.bdf");
         const bench::mesh m = bench::triangle_surface(n * 6 / 10); // counted by nodes: 3/10 of the size
+        const std::string path = working_file("own.bdf"), columns_path = working_file("columns.bdf");
         if (NASTRAN_output(path.c_str(), m.pos, m.connectM, ELEM_TRIA3) != 0) return;
-        std::vector<contender> contenders{{role::subject, "NASTRAN_input", [path] {
-                                               dense2D<double> pos;
-                                               dense2D<unsigned int> connectM;
-                                               element_type type = ELEM_NONE;
-                                               keep(NASTRAN_input(path.c_str(), pos, connectM, type));
-                                           }}};
+        write_columns(columns_path, m);
+        std::vector<contender> own_decks{nastran_reader(path)}, one_deck{nastran_reader(columns_path)};
 #ifdef PEER_GMSH
         const gmsh_session gmsh;
         const std::string gmsh_path = working_file("gmsh.bdf");
         gmsh_add(m);
-        ::gmsh::write(gmsh_path); // its own dialect, the one it reads best
-        contenders.push_back(
-            {role::peer, "gmsh", [gmsh_path] { ::gmsh::open(gmsh_path); }, [] { ::gmsh::clear(); }});
+        ::gmsh::write(gmsh_path); // what it reads best
+        const auto gmsh_reader = [](const std::string& deck) {
+            return contender{role::peer, "gmsh", [deck] { ::gmsh::open(deck); }, [] { ::gmsh::clear(); }};
+        };
+        own_decks.push_back(gmsh_reader(gmsh_path));
+        one_deck.push_back(gmsh_reader(columns_path));
 #endif
-        contenders.push_back(line_scan(path));
-        s.measure(name, m.pos.cols(), 0.15, contenders);
+        own_decks.push_back(line_scan(path));
+        one_deck.push_back(line_scan(columns_path));
+        if (s.wants(own)) s.measure(own, m.pos.cols(), 0.15, own_decks);
+        if (s.wants(common)) s.measure(common, m.pos.cols(), 0.15, one_deck);
         std::remove(path.c_str());
+        std::remove(columns_path.c_str());
 #ifdef PEER_GMSH
         std::remove(gmsh_path.c_str());
 #endif
@@ -141,7 +168,7 @@ void nastran_job(session& s) {
 
 void reader_jobs(session& s) {
     obj_job(s);
-    nastran_job(s);
+    nastran_jobs(s);
 }
 
 } // namespace peers

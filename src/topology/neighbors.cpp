@@ -89,7 +89,7 @@ public:
 
 private:
     // Up to so many faces are compared each with each.
-    static constexpr std::ptrdiff_t FEW = 40;
+    static constexpr std::ptrdiff_t FEW = 12;
 
     /// A group of matching faces.
     struct group {
