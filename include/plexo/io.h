@@ -69,7 +69,7 @@ PLEXO_API int medit_tensor(const char* path, const dense2D<double>& metrics);
 /// \return 0, also for an empty connectivity (the file, where it could be created, is then empty); -1 the
 /// file could not be opened or written; -2 `pos` has not 3 rows; -5 `ranges` has not one entry more than
 /// `types`; -6 not one property per element; -3 a block is not valid for its type, or its range not one of
-/// columns; -199. After a failure the file is empty.
+/// columns; -199. After a failed check the file is empty.
 PLEXO_API int NASTRAN_output(const char* path, const dense2D<double>& pos,
                              const dense2D<unsigned int>& connectM, const dense1D<unsigned int, 16>& ranges,
                              const dense1D<int, 16>& types, const dense1D<unsigned int, 16>& properties);

@@ -1,61 +1,52 @@
 #include <plexo/io.h>
 
-#include <plexo/ids.h>
-
+#include "io/node_orders.h"
 #include "io/text_writer.h"
 #include "io/typed_blocks.h"
 
-#include <array>
-#include <cstring>
+#include <cstdint>
+#include <string_view>
 
 namespace qv7::plexo {
 
-using io::put_char;
-using io::put_scientific_12_5;
-using io::put_unsigned_8;
-
 namespace {
 
-constexpr unsigned int MOST_NODES = 20;
-using row_order = std::array<unsigned char, MOST_NODES>;
+using namespace io;
 
-constexpr row_order STORED = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19};
-
-// How the elements of a type are written; no nodes: not at all.
+// How the elements of a type are written; without places: not at all.
 struct element_format {
-    const char* name = "";
-    unsigned int nodes = 0;
-    row_order rows = STORED;      ///< row of the node at each position
+    std::string_view name;
+    node_order order;
     bool again_as_stored = false; ///< the elements are listed once more, in stored order
 };
 
 constexpr element_format format_of(int type) {
     switch (type) {
     case ELEM_EDGE2:
-        return {"bar2", 2};
+        return {"bar2", stored_order(2)};
     case ELEM_EDGE3:
-        return {"bar3", 3};
+        return {"bar3", stored_order(3)};
     case ELEM_TRIA3:
-        return {"tria3", 3};
+        return {"tria3", stored_order(3)};
     case ELEM_QUAD4:
-        return {"quad4", 4};
+        return {"quad4", stored_order(4)};
     case ELEM_TRIA6:
-        return {"tria6", 6, {0, 1, 2, 5, 3, 4}, true};
+        return {"tria6", rows_in_order(0, 1, 2, 5, 3, 4), true};
     case ELEM_QUAD8:
     case ELEM_QUAD9:
-        return {"quad8", 8};
+        return {"quad8", stored_order(8)};
     case ELEM_TETRA4:
-        return {"tetra4", 4, {0, 2, 1, 3}};
+        return {"tetra4", rows_in_order(0, 2, 1, 3)};
     case ELEM_TETRA10:
-        return {"tetra10", 10, {0, 2, 1, 3, 5, 4, 6, 7, 9, 8}};
+        return {"tetra10", rows_in_order(0, 2, 1, 3, 5, 4, 6, 7, 9, 8)};
     case ELEM_WEDGE6:
     case ELEM_WEDGE18:
-        return {"penta6", 6};
+        return {"penta6", stored_order(6)};
     case ELEM_HEXA8:
-        return {"hexa8", 8};
+        return {"hexa8", stored_order(8)};
     case ELEM_HEXA20:
     case ELEM_HEXA27:
-        return {"hexa20", 20};
+        return {"hexa20", stored_order(20)};
     default:
         return {};
     }
@@ -63,28 +54,28 @@ constexpr element_format format_of(int type) {
 
 constexpr std::size_t LONGEST_ID = 10;
 
-void write_nodes(io::text_writer& file, const dense2D<double>& pos) {
+void write_nodes(text_writer& file, const dense2D<double>& pos) {
     file.text("coordinates\n");
     file.advance(put_char(put_unsigned_8(file.room(LONGEST_ID + 1), pos.cols()), '\n'));
     for (unsigned int j = 0; j < pos.cols(); ++j) {
         const double* const point = pos.col_data(j);
-        char* out = put_unsigned_8(file.room(LONGEST_ID + 3 * io::LONGEST_SHORT_NUMBER + 1), j + 1ull);
+        char* out = put_unsigned_8(file.room(LONGEST_ID + 3 * LONGEST_SHORT_NUMBER + 1), j + 1ull);
         for (unsigned int i = 0; i < 3; ++i) out = put_scientific_12_5(out, i < pos.rows() ? point[i] : 0.0);
         file.advance(put_char(out, '\n'));
     }
 }
 
-void write_elements(io::text_writer& file, const dense2D<unsigned int>& connectM, unsigned int nodes,
-                    const row_order& rows) {
+void write_elements(text_writer& file, const dense2D<unsigned int>& connectM, const node_order& order) {
     for (unsigned int j = 0; j < connectM.cols(); ++j) {
         const unsigned int* const column = connectM.col_data(j);
-        char* out = put_unsigned_8(file.room((MOST_NODES + 1) * LONGEST_ID + 1), j + 1ull);
-        for (unsigned int i = 0; i < nodes; ++i) out = put_unsigned_8(out, column[rows[i]] + 1u);
+        char* out = put_unsigned_8(file.room((node_order::MAX_PLACES + 1) * LONGEST_ID + 1), j + 1ull);
+        for (unsigned int p = 0; p < order.places; ++p)
+            out = put_unsigned_8(out, column[order.row_at[p]] + 1u);
         file.advance(put_char(out, '\n'));
     }
 }
 
-void write_part(io::text_writer& file, std::size_t number, const dense2D<unsigned int>& connectM,
+void write_part(text_writer& file, std::uint64_t number, const dense2D<unsigned int>& connectM,
                 const element_format& format) {
     file.text("part ");
     file.advance(put_unsigned_8(file.room(24), number));
@@ -92,43 +83,40 @@ void write_part(io::text_writer& file, std::size_t number, const dense2D<unsigne
     file.text(format.name);
     file.text("\n");
     file.advance(put_char(put_unsigned_8(file.room(LONGEST_ID + 1), connectM.cols()), '\n'));
-    write_elements(file, connectM, format.nodes, format.rows);
-    if (format.again_as_stored) write_elements(file, connectM, format.nodes, STORED);
+    write_elements(file, connectM, format.order);
+    if (format.again_as_stored) write_elements(file, connectM, stored_order(format.order.places));
 }
 
 } // namespace
 
 int ensight_output(const char* path, const dense2D<double>& pos, const dense2D<unsigned int>* first,
                    const dense2D<unsigned int>* last, const dense1D<int, 16>& types) {
-    io::text_writer file(path);
+    text_writer file(path);
     if (!file.is_open()) return -1;
     if (pos.rows() < 1 || pos.rows() > 3) return -2;
-    if (first > last) return -4;
-    const auto matrices = std::size_t(last - first);
-    if (matrices != types.size()) return -5;
-    if (!io::are_valid(first, last, types, NO_ID)) return -3;
-    for (std::size_t k = 0; k < matrices; ++k) {
-        if (!first[k].empty() && first[k].rows() < format_of(types[unsigned(k)]).nodes) return -3;
+    if (const int status = check_matrix_list(first, last, types, NO_ID); status != 0) return status;
+    for (unsigned int k = 0; k < types.size(); ++k) {
+        if (!first[k].empty() && first[k].rows() < format_of(types[k]).order.places) return -3;
     }
 
     file.text("EnSight Mesh File.\nGenerated by QV7 Plexo (TM).\nnode id given\nelement id given\n");
     write_nodes(file, pos);
-    for (std::size_t k = 0; k < matrices; ++k) {
-        const element_format format = format_of(types[unsigned(k)]);
-        if (!first[k].empty() && format.nodes != 0) write_part(file, k + 1, first[k], format);
+    for (unsigned int k = 0; k < types.size(); ++k) {
+        const element_format format = format_of(types[k]);
+        if (!first[k].empty() && format.order.places != 0) write_part(file, k + 1ull, first[k], format);
     }
     return file.close() ? 0 : -1;
 }
 
 int ensight_output(const char* path, const dense2D<double>& pos, const dense2D<unsigned int>& connectM,
                    element_type type) {
-    const io::matrix_list<1> list({connectM}, {type});
+    const matrix_list<1> list({connectM}, {type});
     return list.complete() ? ensight_output(path, pos, list.first(), list.last(), list.types()) : -199;
 }
 
 int ensight_output(const char* path, const dense2D<double>& pos, const dense2D<unsigned int>& connectA,
                    const dense2D<unsigned int>& connectB, element_type typeA, element_type typeB) {
-    const io::matrix_list<2> list({connectA, connectB}, {typeA, typeB});
+    const matrix_list<2> list({connectA, connectB}, {typeA, typeB});
     return list.complete() ? ensight_output(path, pos, list.first(), list.last(), list.types()) : -199;
 }
 

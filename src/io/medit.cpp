@@ -1,123 +1,150 @@
 #include <plexo/io.h>
 
+#include "io/node_orders.h"
 #include "io/text_writer.h"
 #include "io/typed_blocks.h"
 
 #include <algorithm>
-#include <array>
+#include <cstdint>
 #include <new>
+#include <string_view>
 #include <vector>
 
 namespace qv7::plexo {
 
-using io::put_char;
-using io::put_scientific_upper;
-using io::put_unsigned;
-using io::typed_block;
-
 namespace {
 
-// How elements of a type are written: the section they stand in and the row of the node at each position.
+using namespace io;
+
+// How elements of a type are written: the section they stand in and the row of the node at each place.
 struct section_format {
     std::string_view keyword;
-    unsigned int positions;
-    unsigned char rows[8];
+    node_order order;
 };
 
 constexpr section_format NOT_WRITTEN = {};
-constexpr section_format EDGES = {"Edges\n", 2, {0, 1}};
-constexpr section_format TRIANGLES = {"Triangles\n", 3, {0, 1, 2}};
-constexpr section_format QUADRILATERALS = {"Quadrilaterals\n", 4, {0, 1, 2, 3}};
-constexpr section_format TETRAHEDRA = {"Tetrahedra\n", 4, {0, 1, 2, 3}};
-constexpr section_format PYRAMIDS = {"Hexahedra\n", 8, {0, 1, 2, 3, 4, 4, 4, 4}};
-constexpr section_format WEDGES = {"Hexahedra\n", 8, {0, 1, 2, 2, 3, 4, 5, 5}};
-constexpr section_format HEXAHEDRA = {"Hexahedra\n", 8, {0, 1, 2, 3, 4, 5, 6, 7}};
+constexpr section_format EDGES = {"Edges\n", stored_order(2)};
+constexpr section_format TRIANGLES = {"Triangles\n", stored_order(3)};
+constexpr section_format QUADRILATERALS = {"Quadrilaterals\n", stored_order(4)};
+constexpr section_format TETRAHEDRA = {"Tetrahedra\n", stored_order(4)};
+constexpr section_format PYRAMIDS = {"Hexahedra\n", rows_in_order(0, 1, 2, 3, 4, 4, 4, 4)};
+constexpr section_format WEDGES = {"Hexahedra\n", rows_in_order(0, 1, 2, 2, 3, 4, 5, 5)};
+constexpr section_format HEXAHEDRA = {"Hexahedra\n", stored_order(8)};
 
-constexpr std::array<section_format, ELEMENT_TYPE_COUNT> SECTIONS = {
+constexpr type_table<section_format> SECTIONS = {
     NOT_WRITTEN,    NOT_WRITTEN, NOT_WRITTEN,    EDGES,          EDGES,       NOT_WRITTEN, TRIANGLES,
     QUADRILATERALS, TRIANGLES,   QUADRILATERALS, QUADRILATERALS, NOT_WRITTEN, TETRAHEDRA,  TETRAHEDRA,
     PYRAMIDS,       PYRAMIDS,    WEDGES,         WEDGES,         HEXAHEDRA,   HEXAHEDRA,   HEXAHEDRA};
 
 constexpr std::size_t LONGEST_ID = 11; // and a blank
 
-void write_vertices(io::text_writer& file, const dense2D<double>& pos) {
-    char* out = io::put_text(file.room(64), "Vertices\n");
+void write_vertices(text_writer& file, const dense2D<double>& pos) {
+    char* out = put_text(file.room(64), "Vertices\n");
     file.advance(put_char(put_unsigned(out, pos.cols()), '\n'));
     const double* point = pos.data();
     const std::size_t stride = pos.ld();
     const unsigned int rows = pos.rows();
     for (unsigned int j = 0; j < pos.cols(); ++j, point += stride) {
-        out = file.room(4 * io::LONGEST_SHORT_NUMBER);
+        out = file.room(4 * LONGEST_SHORT_NUMBER);
         for (unsigned int i = 0; i < rows; ++i) out = put_char(put_scientific_upper(out, point[i]), ' ');
-        file.advance(io::put_text(out, "0 \n"));
+        file.advance(put_text(out, "0 \n"));
     }
     file.text("\n");
 }
 
 // The elements of one block, each followed by its reference: refs[its column] where there are refs, else the
 // position of the block's matrix.
-void write_elements(io::text_writer& file, const typed_block& block, const unsigned int* refs) {
-    const section_format& format = SECTIONS[std::size_t(block.type)];
+void write_elements(text_writer& file, const typed_block& block, const unsigned int* refs) {
+    const node_order& order = SECTIONS[block.type].order;
     const unsigned int* column = block.connectM.data();
     const std::size_t stride = block.connectM.ld();
     const unsigned int* const columns = block.columns.data();
     for (unsigned int j = 0; j < block.connectM.cols(); ++j, column += stride) {
         char* out = file.room(10 * LONGEST_ID);
-        for (unsigned int i = 0; i < format.positions; ++i) {
-            out = put_char(put_unsigned(out, column[format.rows[i]] + 1ull), ' ');
+        for (unsigned int p = 0; p < order.places; ++p) {
+            out = put_char(put_unsigned(out, column[order.row_at[p]] + 1ull), ' ');
         }
         out = put_unsigned(out, refs ? refs[columns ? columns[j] : j] : block.matrix);
-        file.advance(io::put_text(out, " \n"));
+        file.advance(put_text(out, " \n"));
     }
+}
+
+// The elements of one type from all blocks, in a section of their own if there are any.
+void write_section(text_writer& file, int type, const std::vector<typed_block>& blocks,
+                   const unsigned int* refs) {
+    const section_format& format = SECTIONS[type];
+    std::uint64_t elements = 0;
+    for (const typed_block& block : blocks) {
+        if (block.type == type) elements += block.connectM.cols();
+    }
+    if (elements == 0 || format.order.places == 0) return;
+    file.text(format.keyword);
+    file.advance(put_char(put_unsigned(file.room(32), elements), '\n'));
+    for (const typed_block& block : blocks) {
+        if (block.type == type) write_elements(file, block, refs);
+    }
+    file.text("\n");
 }
 
 // Checks and writes a mesh; `refs`, if any, has one reference for each column of the only matrix.
 int write_mesh(const char* path, const dense2D<double>& pos, const dense2D<unsigned int>* first,
                const dense2D<unsigned int>* last, const dense1D<int, 16>& types, const unsigned int* refs) {
     if (pos.rows() < 1 || pos.rows() > 3) return -2;
-    if (first > last) return -4;
-    if (std::size_t(last - first) != types.size()) return -5;
-    if (!io::are_valid(first, last, types, pos.cols())) return -3;
+    if (const int status = check_matrix_list(first, last, types, pos.cols()); status != 0) return status;
 
     std::vector<typed_block> blocks;
-    if (!io::split_into_blocks(first, last, types, blocks)) return -199;
+    if (!split_into_blocks(first, last, types, blocks)) return -199;
 
-    io::text_writer file(path);
+    text_writer file(path);
     if (!file.is_open()) return -1;
     file.text("MeshVersionFormatted 1\nDimension ");
     file.advance(put_unsigned(file.room(LONGEST_ID), pos.rows()));
     file.text("\n# Mesh format for MEDIT, generated by QV7 Plexo(TM).\n\n");
     write_vertices(file, pos);
-    for (int type = 0; type < ELEMENT_TYPE_COUNT; ++type) {
-        const section_format& format = SECTIONS[std::size_t(type)];
-        std::uint64_t elements = 0;
-        for (const typed_block& block : blocks) {
-            if (block.type == type) elements += block.connectM.cols();
-        }
-        if (elements == 0 || format.positions == 0) continue;
-        file.text(format.keyword);
-        file.advance(put_char(put_unsigned(file.room(32), elements), '\n'));
-        for (const typed_block& block : blocks) {
-            if (block.type == type) write_elements(file, block, refs);
-        }
-        file.text("\n");
-    }
+    for (int type = 0; type < ELEMENT_TYPE_COUNT; ++type) write_section(file, type, blocks, refs);
     file.text("End\n");
     file.close(); // this format does not report what fails behind the opening
     return 0;
 }
 
+// The columns that have a reference, in the order of their references, equal ones as they stand. False when
+// memory runs out.
+bool order_by_reference(const dense2D<unsigned int>& connectM, const dense1D<unsigned int, 16>& refs,
+                        dense2D<unsigned int>& ordered, std::vector<unsigned int>& ordered_refs) try {
+    std::vector<unsigned int> order;
+    order.reserve(refs.size());
+    for (unsigned int j = 0; j < refs.size(); ++j) {
+        if (refs[j] != NO_ID) order.push_back(j);
+    }
+    const auto by_reference = [&](unsigned int a, unsigned int b) {
+        return refs[a] != refs[b] ? refs[a] < refs[b] : a < b;
+    };
+    if (!std::is_sorted(order.begin(), order.end(), by_reference)) {
+        std::sort(order.begin(), order.end(), by_reference);
+    }
+    ordered_refs.resize(order.size());
+    const auto elements = static_cast<unsigned int>(order.size());
+    if (!ordered.resize_for_overwrite(connectM.rows(), elements)) return false;
+    for (unsigned int j = 0; j < elements; ++j) {
+        std::copy_n(connectM.col_data(order[j]), connectM.rows(), ordered.col_data(j));
+        ordered_refs[j] = refs[order[j]];
+    }
+    return true;
+} catch (const std::bad_alloc&) {
+    return false;
+}
+
 // A solution file: the values of each node on a line of its own.
-void write_solution(io::text_writer& file, unsigned int dimension, const dense2D<double>& values) {
+void write_solution(text_writer& file, unsigned int dimension, const dense2D<double>& values) {
     char* out = file.room(4 * LONGEST_ID);
     for (unsigned int number : {dimension, values.rows(), values.cols()}) {
         out = put_char(put_unsigned(out, number), ' ');
     }
-    file.advance(io::put_text(out, "2\n"));
+    file.advance(put_text(out, "2\n"));
     for (unsigned int j = 0; j < values.cols(); ++j) {
         const double* const column = values.col_data(j);
         for (unsigned int i = 0; i < values.rows(); ++i) {
-            out = file.room(io::LONGEST_SHORT_NUMBER + 1);
+            out = file.room(LONGEST_SHORT_NUMBER + 1);
             file.advance(put_char(put_scientific_upper(out, column[i]), ' '));
         }
         file.text("\n");
@@ -135,13 +162,13 @@ int medit_output(const char* path, const dense2D<double>& pos, const dense2D<uns
 
 int medit_output(const char* path, const dense2D<double>& pos, const dense2D<unsigned int>& connectM,
                  element_type type) {
-    const io::matrix_list<1> list({connectM}, {type});
+    const matrix_list<1> list({connectM}, {type});
     return list.complete() ? medit_output(path, pos, list.first(), list.last(), list.types()) : -199;
 }
 
 int medit_output(const char* path, const dense2D<double>& pos, const dense2D<unsigned int>& connectA,
                  const dense2D<unsigned int>& connectB, element_type typeA, element_type typeB) {
-    const io::matrix_list<2> list({connectA, connectB}, {typeA, typeB});
+    const matrix_list<2> list({connectA, connectB}, {typeA, typeB});
     return list.complete() ? medit_output(path, pos, list.first(), list.last(), list.types()) : -199;
 }
 
@@ -150,32 +177,10 @@ int medit_output(const char* path, const dense2D<double>& pos, const dense2D<uns
     if (connectM.empty()) return 0;
     if (refs.size() != connectM.cols()) return -5;
 
-    // The elements by reference; equal references keep the order of the columns.
-    std::vector<unsigned int> order;
     dense2D<unsigned int> ordered;
     std::vector<unsigned int> ordered_refs;
-    try {
-        order.reserve(refs.size());
-        for (unsigned int j = 0; j < refs.size(); ++j) {
-            if (refs[j] != NO_ID) order.push_back(j);
-        }
-        const auto by_reference = [&](unsigned int a, unsigned int b) {
-            return refs[a] != refs[b] ? refs[a] < refs[b] : a < b;
-        };
-        if (!std::is_sorted(order.begin(), order.end(), by_reference)) {
-            std::sort(order.begin(), order.end(), by_reference);
-        }
-        ordered_refs.resize(order.size());
-    } catch (const std::bad_alloc&) {
-        return -6;
-    }
-    const auto elements = static_cast<unsigned int>(order.size());
-    if (!ordered.resize_for_overwrite(connectM.rows(), elements)) return -6;
-    for (unsigned int j = 0; j < elements; ++j) {
-        std::copy_n(connectM.col_data(order[j]), connectM.rows(), ordered.col_data(j));
-        ordered_refs[j] = refs[order[j]];
-    }
-    const io::matrix_list<1> list({ordered}, {type});
+    if (!order_by_reference(connectM, refs, ordered, ordered_refs)) return -6;
+    const matrix_list<1> list({ordered}, {type});
     if (!list.complete()) return -199;
     return write_mesh(path, pos, list.first(), list.last(), list.types(), ordered_refs.data());
 } catch (const std::bad_alloc&) {
@@ -183,14 +188,14 @@ int medit_output(const char* path, const dense2D<double>& pos, const dense2D<uns
 }
 
 int medit_scalar(const char* path, unsigned int dimension, const dense1D<double, 16>& values) {
-    io::text_writer file(path);
+    text_writer file(path);
     if (!file.is_open()) return -1;
     char* out = put_unsigned(file.room(4 * LONGEST_ID), dimension);
-    out = put_unsigned(io::put_text(out, " 1 "), values.size());
-    file.advance(io::put_text(out, " 2\n"));
+    out = put_unsigned(put_text(out, " 1 "), values.size());
+    file.advance(put_text(out, " 2\n"));
     const double* const value = values.data();
     for (unsigned int i = 0; i < values.size(); ++i) {
-        out = put_char(put_scientific_upper(file.room(io::LONGEST_SHORT_NUMBER + 2), value[i]), ' ');
+        out = put_char(put_scientific_upper(file.room(LONGEST_SHORT_NUMBER + 2), value[i]), ' ');
         if (i % 8 == 7) out = put_char(out, '\n');
         file.advance(out);
     }
@@ -199,14 +204,14 @@ int medit_scalar(const char* path, unsigned int dimension, const dense1D<double,
 }
 
 int medit_vector(const char* path, unsigned int dimension, const dense2D<double>& values) {
-    io::text_writer file(path);
+    text_writer file(path);
     if (!file.is_open()) return -1;
     write_solution(file, dimension, values);
     return 0;
 }
 
 int medit_tensor(const char* path, const dense2D<double>& metrics) {
-    io::text_writer file(path);
+    text_writer file(path);
     if (!file.is_open()) return -1;
     if (metrics.rows() != 3 && metrics.rows() != 6) return -2;
     write_solution(file, metrics.rows() == 3 ? 2 : 3, metrics);

@@ -4,7 +4,6 @@
 #include "io/nastran_cards.h"
 #include "io/text_writer.h"
 
-#include <algorithm>
 #include <cstring>
 
 namespace qv7::plexo {
@@ -52,11 +51,12 @@ char* put_entry(char* out, unsigned int value) {
     return put_char(put_unsigned(out, value), ',');
 }
 
-/// Blanks from the end of a field's text up to its width; a longer text stays as it is. May write as many
-/// blanks too much, which what follows overwrites.
+/// Blanks from the end of a field's text up to its width, which no ID or number exceeds. Writes blanks behind
+/// the field too, which what follows overwrites.
 char* pad_field(char* field, char* end) {
+    static_assert(LONGEST_SHORT_NUMBER <= LARGE_FIELD);
     std::memset(end, ' ', LARGE_FIELD);
-    return std::max(end, field + LARGE_FIELD);
+    return field + LARGE_FIELD;
 }
 
 void write_elements(text_writer& file, const ranged_mesh& mesh) {
@@ -80,7 +80,6 @@ void write_elements(text_writer& file, const ranged_mesh& mesh) {
 
 void write_grid_points(text_writer& file, const dense2D<double>& pos) {
     constexpr std::size_t LONGEST_PAIR = 2 * 8 + 5 * LARGE_FIELD + 2;
-    static_assert(LONGEST_SHORT_NUMBER <= LARGE_FIELD);
     for (unsigned int i = 0; i < pos.cols(); ++i) {
         const double* const point = pos.col_data(i);
         char* field = put_text(file.room(LONGEST_PAIR), "GRID*   ");

@@ -60,12 +60,15 @@ bool split_mixed(const dense2D<unsigned int>& mixed, const std::array<element_ty
 
 } // namespace
 
-bool are_valid(const dense2D<unsigned int>* first, const dense2D<unsigned int>* last,
-               const dense1D<int, 16>& types, unsigned int nodes) {
+int check_matrix_list(const dense2D<unsigned int>* first, const dense2D<unsigned int>* last,
+                      const dense1D<int, 16>& types, unsigned int nodes) {
+    if (first > last) return -4;
+    if (std::size_t(last - first) != types.size()) return -5;
     const int* type = types.data();
-    return std::all_of(first, last, [&](const dense2D<unsigned int>& connectM) {
+    const bool valid = std::all_of(first, last, [&](const dense2D<unsigned int>& connectM) {
         return check_IDs(connectM, static_cast<element_type>(*type++), nodes);
     });
+    return valid ? 0 : -3;
 }
 
 bool split_into_blocks(const dense2D<unsigned int>* first, const dense2D<unsigned int>* last,

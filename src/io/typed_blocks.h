@@ -29,9 +29,10 @@ private:
     dense1D<int, 16> types_;
 };
 
-/// True when each matrix is valid for its type and `nodes` nodes, as check_IDs has it.
-bool are_valid(const dense2D<unsigned int>* first, const dense2D<unsigned int>* last,
-               const dense1D<int, 16>& types, unsigned int nodes);
+/// The checks of a list of matrices in their order. 0; -4 `last` lies before `first`; -5 not one type per
+/// matrix; -3 a matrix is not valid for its type and `nodes` nodes, as check_IDs has it.
+int check_matrix_list(const dense2D<unsigned int>* first, const dense2D<unsigned int>* last,
+                      const dense1D<int, 16>& types, unsigned int nodes);
 
 /// Elements of one shape that are written together: `connectM` has a column for each.
 struct typed_block {
