@@ -4,34 +4,19 @@
 /// Literal forms of mesh files, put together by printf element by element, and what the writers of lists of
 /// matrices (MEDIT, VTK, EnSight) have in common.
 
+#include "literal_text.h"
 #include "test_containers.h"
 #include "test_elements.h"
 #include "test_files.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdarg>
-#include <cstdio>
 #include <map>
 #include <random>
 #include <string>
 #include <vector>
 
 namespace test {
-
-/// Text that grows by what printf would print.
-class printed_text {
-public:
-    [[gnu::format(printf, 2, 3)]] void print(const char* format, ...) {
-        char buffer[1024];
-        va_list arguments;
-        va_start(arguments, format);
-        const int length = std::vsnprintf(buffer, sizeof buffer, format, arguments);
-        va_end(arguments);
-        text.append(buffer, std::size_t(length));
-    }
-    std::string text;
-};
 
 /// An element of a file, which has a shape where its block may be mixed.
 struct element {
