@@ -6,6 +6,7 @@
 #include "limited_memory.h"
 #include "literal_text.h"
 #include "test_containers.h"
+#include "test_elements.h"
 #include "test_files.h"
 
 #include <gtest/gtest.h>
@@ -75,22 +76,14 @@ std::string literal_file(const surface& s) {
     return out.text;
 }
 
-dense2D<double> awkward_matrix(unsigned int rows, unsigned int start) {
-    static constexpr double VALUES[] = {0.0,    -0.0,     0.1,      1.0 / 3,   1e-5,
-                                        2.5e-5, 123456.0, 999999.5, -1e15,     -1e300,
-                                        1e100,  5e-324,   HUGE_VAL, -HUGE_VAL, NAN};
-    dense2D<double> m(rows, 27);
-    for (unsigned int k = 0; k < m.size(); ++k) m.data()[k] = VALUES[(start + k) % std::size(VALUES)];
-    return m;
-}
-
 surface sample(unsigned int dimension = 3, bool normals = true, bool texture = true) {
+    std::mt19937 random(1);
     surface s;
-    s.pos = awkward_matrix(dimension, 0);
-    if (normals) s.normals = awkward_matrix(3, 5);
-    if (texture) s.texture = awkward_matrix(2, 11);
-    s.triangles = id_matrix(3, {0, 1, 2, 26, 9, 10});
-    s.quads = id_matrix(4, {0, 1, 2, 3, 26, 25, 8, 7});
+    s.pos = random_nodes(dimension, 27, random);
+    if (normals) s.normals = random_nodes(3, 27, random);
+    if (texture) s.texture = random_nodes(2, 27, random);
+    s.triangles = random_elements(ELEM_TRIA3, 20, 27, random);
+    s.quads = random_elements(ELEM_QUAD4, 20, 27, random);
     return s;
 }
 
@@ -189,7 +182,7 @@ TEST(WavefrontOBJ_input, reads_the_nearest_doubles_and_the_nodes_of_many_records
     std::mt19937_64 random(7);
     std::vector<double> numbers;
     std::vector<unsigned int> nodes;
-    std::string text;
+    std::string vertices, faces;
     while (numbers.size() < 180000) {
         char number[64];
         const auto digits = int(random() % 21);
@@ -197,16 +190,13 @@ TEST(WavefrontOBJ_input, reads_the_nearest_doubles_and_the_nodes_of_many_records
                       std::bit_cast<double>(random()));
         const double value = std::strtod(number, nullptr);
         if (!std::isfinite(value)) continue;
-        text += numbers.size() % 3 == 0 ? "\nv " : " ";
-        text += number;
+        vertices.append(numbers.size() % 3 == 0 ? "\nv " : " ").append(number);
         numbers.push_back(value);
-    }
-    while (nodes.size() < 360000) {
-        text += nodes.size() % 3 == 0 ? "\nf " : " ";
-        text += std::to_string(nodes.emplace_back(unsigned(random() % 60000)) + 1);
+        nodes.push_back(unsigned(random() % 60000));
+        faces.append(nodes.size() % 3 == 1 ? "\nf " : " ").append(std::to_string(nodes.back() + 1));
     }
     surface s;
-    ASSERT_EQ(read_text(text, s), 0);
+    ASSERT_EQ(read_text(vertices + faces, s), 0);
     EXPECT_EQ(entries(s.pos), numbers);
     EXPECT_EQ(entries(s.triangles), nodes);
 }
@@ -250,13 +240,14 @@ TEST(WavefrontOBJ_input, accepts_what_programs_write) {
         EXPECT_EQ(corners(s.triangles), triangles) << text;
         EXPECT_EQ(corners(s.quads), quads) << text;
     }
+    const std::string numbers =
+        "v 1 2 3 0.5\nv 4 5 6 0.1 0.2 0.3\nv 7 8\nv 0 -1e-400 4.9e-324\nv +1.5 .5 -5.\n"
+        "v inf 1E2 nan\nvn 0 1e+2 1e-2\nvt 0.25\nvt 0.5 0.75\nvt 0.1 0.2 0.3\n";
     surface s;
-    ASSERT_EQ(read_text("v 1 2 3 0.5\nv 4 5 6 0.1 0.2 0.3\nv 7 8\nv 0 -1e-400 4.9e-324\nv +1.5 .5 -5.\n"
-                        "v 1E2 1e+2 1e-2\nvn 0 0 1\nvt 0.25\nvt 0.5 0.75\nvt 0.1 0.2 0.3\n",
-                        s),
-              0);
-    EXPECT_EQ(literal_file(s), " v 1 2 3 \n v 4 5 6 \n v 7 8 0 \n v 0 -0 4.94066e-324 \n v 1.5 0.5 -5 \n"
-                               " v 100 100 0.01 \n vt 0.25 0 \n vt 0.5 0.75 \n vt 0.1 0.2 \n vn 0 0 1 \n");
+    ASSERT_EQ(read_text(numbers, s), 0);
+    EXPECT_EQ(literal_file(s),
+              " v 1 2 3 \n v 4 5 6 \n v 7 8 0 \n v 0 -0 4.94066e-324 \n v 1.5 0.5 -5 \n"
+              " v inf 100 nan \n vt 0.25 0 \n vt 0.5 0.75 \n vt 0.1 0.2 \n vn 0 100 0.01 \n");
 }
 
 TEST(WavefrontOBJ_input, refuses_what_it_cannot_read_and_leaves_nothing) {
