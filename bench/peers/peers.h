@@ -70,6 +70,9 @@ void keep(const T& value) {
 /// A path for a working file of this process in the temporary directory.
 std::string working_file(const std::string& name);
 
+/// The least that any reader of lines does.
+contender line_scan(const std::string& path);
+
 // One function per family; each registers its jobs at all sizes.
 void weld_jobs(session&);
 void stl_jobs(session&);

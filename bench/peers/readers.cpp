@@ -7,7 +7,6 @@
 #include <plexo/plexo.h>
 
 #include <cstdio>
-#include <cstring>
 #include <memory>
 
 #ifdef PEER_VTK
@@ -31,25 +30,6 @@ namespace peers {
 namespace {
 
 using namespace qv7::plexo;
-
-/// The least that any reader of lines does.
-contender line_scan(const std::string& path) {
-    return {role::limit, "memchr line scan", [path] {
-                std::FILE* file = std::fopen(path.c_str(), "rb");
-                std::vector<char> slice(1 << 20);
-                std::size_t lines = 0;
-                for (std::size_t got; (got = std::fread(slice.data(), 1, slice.size(), file));) {
-                    const char* at = slice.data();
-                    const char* const end = at + got;
-                    while ((at = static_cast<const char*>(std::memchr(at, '\n', std::size_t(end - at))))) {
-                        ++at;
-                        ++lines;
-                    }
-                }
-                std::fclose(file);
-                keep(lines);
-            }};
-}
 
 void obj_job(session& s) {
     const std::string name = "OBJ read";

@@ -20,10 +20,8 @@
 #include <CGAL/Simple_cartesian.h>
 #endif
 #ifdef PEER_VTK
-#include <vtkNew.h>
-#include <vtkPoints.h>
-#include <vtkPolyData.h>
-#include <vtkSmartPointer.h>
+#include "vtk_meshes.h"
+
 #include <vtkStaticPointLocator.h>
 #endif
 
@@ -159,13 +157,9 @@ structure cgal_tree(const queries& q) {
 #endif
 
 #ifdef PEER_VTK
-structure vtk_grid(const queries& q) {
-    vtkNew<vtkPoints> points;
-    points->SetDataTypeToDouble();
-    points->SetNumberOfPoints(q.pos.cols());
-    for (unsigned int j = 0; j < q.pos.cols(); ++j) points->SetPoint(j, q.pos.col_data(j));
+structure static_grid(const queries& q) {
     auto cloud = vtkSmartPointer<vtkPolyData>::New();
-    cloud->SetPoints(points);
+    cloud->SetPoints(vtk_points(q.pos));
     auto locator = std::make_shared<vtkSmartPointer<vtkStaticPointLocator>>();
     return {role::peer,
             "vtkStaticPointLocator",
@@ -216,7 +210,7 @@ void search_jobs(session& s) {
         s.measure(build, n, 0.9, builds); // always, for what follows asks the structures
 #ifdef PEER_VTK
         // A uniform grid, not a tree: the bar for building alone on evenly spread points.
-        const structure grid = vtk_grid(q);
+        const structure grid = static_grid(q);
         s.measure(grid_build, n, 0, {builds.front(), {grid.part, grid.name, grid.build}});
         searches.push_back({grid.part, grid.name, grid.nearest});
 #endif

@@ -19,6 +19,9 @@
 #include <vtkSTLReader.h>
 #include <vtkSTLWriter.h>
 #endif
+#ifdef PEER_GMSH
+#include "gmsh_mesh.h"
+#endif
 #ifdef PEER_MESHOPTIMIZER
 #include <meshoptimizer.h>
 #endif
@@ -110,23 +113,7 @@ void read_job(session& s, const std::string& name, bool ascii, bool shuffle, dou
             contenders.push_back({role::limit, "bare read", [=] { keep(bare_read(path).size()); }});
 #endif
         } else {
-            contenders.push_back(
-                {role::limit, "memchr line scan", [=] {
-                     std::FILE* file = std::fopen(path.c_str(), "rb");
-                     std::vector<char> slice(1 << 20);
-                     std::size_t lines = 0;
-                     for (std::size_t got; (got = std::fread(slice.data(), 1, slice.size(), file));) {
-                         const char* at = slice.data();
-                         const char* const end = at + got;
-                         while (
-                             (at = static_cast<const char*>(std::memchr(at, '\n', std::size_t(end - at))))) {
-                             ++at;
-                             ++lines;
-                         }
-                     }
-                     std::fclose(file);
-                     keep(lines);
-                 }});
+            contenders.push_back(line_scan(path));
         }
         s.measure(name, n, target, contenders);
         std::remove(path.c_str());
@@ -199,6 +186,12 @@ void write_job(session& s, const std::string& name, bool ascii, double target) {
                                   }
                                   keep(writer->Write());
                               }});
+#endif
+#ifdef PEER_GMSH
+        const gmsh_session gmsh;
+        gmsh_add(m);
+        ::gmsh::option::setNumber("Mesh.Binary", ascii ? 0 : 1);
+        contenders.push_back({role::peer, "gmsh", [path] { ::gmsh::write(path); }});
 #endif
         s.measure(name, m.connectM.cols(), target, contenders);
         std::remove(path.c_str());

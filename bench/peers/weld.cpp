@@ -10,12 +10,9 @@
 #include <numeric>
 
 #ifdef PEER_VTK
-#include <vtkCellArray.h>
+#include "vtk_meshes.h"
+
 #include <vtkCleanPolyData.h>
-#include <vtkNew.h>
-#include <vtkPoints.h>
-#include <vtkPolyData.h>
-#include <vtkSmartPointer.h>
 #include <vtkStaticCleanPolyData.h>
 #endif
 #ifdef PEER_MESHOPTIMIZER
@@ -37,10 +34,6 @@ dense2D<double> soup_nodes(std::size_t n, double jitter, bool shuffled) {
 
 #ifdef PEER_VTK
 vtkSmartPointer<vtkPolyData> vtk_soup(const dense2D<double>& pos) {
-    vtkNew<vtkPoints> points;
-    points->SetDataTypeToDouble();
-    points->SetNumberOfPoints(pos.cols());
-    for (unsigned int j = 0; j < pos.cols(); ++j) points->SetPoint(j, pos.col_data(j));
     vtkNew<vtkCellArray> triangles;
     triangles->AllocateExact(pos.cols() / 3, pos.cols());
     for (vtkIdType j = 0; j + 2 < vtkIdType(pos.cols()); j += 3) {
@@ -48,7 +41,7 @@ vtkSmartPointer<vtkPolyData> vtk_soup(const dense2D<double>& pos) {
         triangles->InsertNextCell(3, ids);
     }
     auto mesh = vtkSmartPointer<vtkPolyData>::New();
-    mesh->SetPoints(points);
+    mesh->SetPoints(vtk_points(pos));
     mesh->SetPolys(triangles);
     return mesh;
 }
