@@ -49,4 +49,12 @@ void expect_survives_without_memory([[maybe_unused]] Scene scene) {
 #endif
 }
 
+/// Takes the memory that is left, down to pieces of a megabyte, until the process ends.
+inline void use_up_memory() {
+    static void* volatile piece;
+    do {
+        piece = std::malloc(std::size_t(1) << 20);
+    } while (piece != nullptr);
+}
+
 } // namespace test

@@ -1,312 +1,219 @@
 #include "limited_memory.h"
 #include "test_metrics.h"
 
-#include <gtest/gtest.h>
-
-#include <limits>
-
 using namespace test_metrics;
 
 namespace {
 
-constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
-constexpr double INF = std::numeric_limits<double>::infinity();
+template <typename T>
+class MetricFields : public testing::Test {};
+TYPED_TEST_SUITE(MetricFields, dimensions, );
 
-using sizes_t = dense1D<double, 16>;
-using field_t = dense2D<double>;
-
+/// Metrics of which every third is invalid in one of the ways there are.
 template <unsigned int N>
-field_t random_field(unsigned int nodes, unsigned int seed) {
-    generator random(seed);
-    field_t field(N == 2 ? 3 : 6, nodes);
+field_t random_field(unsigned int nodes, dice& random) {
+    field_t field(metric<N>().size(), nodes);
     for (unsigned int j = 0; j < nodes; ++j) {
         auto M = random_metric<N>(random, 0.01, 10);
-        if (random.below(4) == 0) M[0] = -M[0];
+        if (random.one_in(3)) M[0] = reals({-M[0], 0, NaN, INF})[random.below(4)];
         std::copy_n(M.data(), M.size(), field.col_data(j));
     }
     return field;
 }
 
-field_t random_frames(unsigned int nodes) {
-    generator random(99);
-    field_t frames(6, nodes);
-    for (double* entry = frames.data(); entry != frames.data() + frames.size(); ++entry) {
-        *entry = random.uniform(-1, 1);
+real_list random_sizes(unsigned int nodes, dice& random) {
+    real_list sizes(nodes);
+    for (double& size : sizes) {
+        size = random.between(0, 2);
+        if (random.one_in(3)) size = reals({-1, 0, NaN, INF, -INF})[random.below(5)];
     }
-    return frames;
+    return sizes;
 }
 
-template <unsigned int N>
-symmetric_fixed<double, N> column(const field_t& field, unsigned int j) {
-    symmetric_fixed<double, N> M;
-    std::copy_n(field.col_data(j), M.size(), M.data());
-    return M;
-}
-
-TEST(ValidSizes, WholeFieldAndList) {
-    EXPECT_TRUE(are_valid_metrics(sizes_t()));
-    EXPECT_TRUE(are_valid_metrics(vector_of({1, 5e-324, 1e308})));
-    for (const double bad : {0.0, -1.0, NaN, INF, -INF}) {
-        const sizes_t sizes = vector_of({1, bad, 2});
-        EXPECT_FALSE(are_valid_metrics(sizes)) << bad;
-        EXPECT_TRUE(are_valid_metrics(IDs_of({2, 0, 2}), sizes));
-        EXPECT_FALSE(are_valid_metrics(IDs_of({2, 1}), sizes));
-        EXPECT_TRUE(are_valid_metrics(IDs_of({}), sizes));
-    }
-    EXPECT_FALSE(are_valid_metrics(IDs_of({0, 3}), vector_of({1, 1, 1})));
-    EXPECT_FALSE(are_valid_metrics(IDs_of({NO_ID}), vector_of({1, 1, 1})));
-    EXPECT_TRUE(are_valid_metrics(IDs_of({}), sizes_t()));
-    EXPECT_FALSE(are_valid_metrics(IDs_of({0}), sizes_t()));
-}
-
-TEST(ValidMetrics, RowsDecideTheTest) {
-    EXPECT_TRUE(are_valid_metrics(field_t(3, 0)));
-    EXPECT_TRUE(are_valid_metrics(field_t(6, 0)));
-    EXPECT_FALSE(are_valid_metrics(field_t()));
-    EXPECT_FALSE(are_valid_metrics(field_t(4, 0)));
-    EXPECT_FALSE(are_valid_metrics(field_t(4, 2, 1.0)));
-    EXPECT_TRUE(are_valid_metrics(matrix_of<double>(3, {4, 0, 9, 2, 1, 2})));
-    EXPECT_FALSE(are_valid_metrics(matrix_of<double>(3, {4, 0, 9, 1, 2, 1})));
-    EXPECT_TRUE(are_valid_metrics(matrix_of<double>(6, {4, 0, 9, 0, 0, 1})));
-    EXPECT_FALSE(are_valid_metrics(matrix_of<double>(6, {4, 0, 9, 0, 0, 0})));
-}
-
-TEST(ValidMetrics, ListedNodes) {
-    const field_t field = matrix_of<double>(3, {4, 0, 9, 1, 2, 1});
-    EXPECT_TRUE(are_valid_metrics(IDs_of({0, 0}), field));
-    EXPECT_FALSE(are_valid_metrics(IDs_of({0, 1}), field));
-    EXPECT_FALSE(are_valid_metrics(IDs_of({0, 2}), field));
-    EXPECT_FALSE(are_valid_metrics(IDs_of({NO_ID}), field));
-    EXPECT_TRUE(are_valid_metrics(IDs_of({}), field));
-    EXPECT_TRUE(are_valid_metrics(IDs_of({}), field_t()));
-    EXPECT_TRUE(are_valid_metrics(IDs_of({}), field_t(4, 0)));
-    EXPECT_FALSE(are_valid_metrics(IDs_of({}), field_t(4, 2)));
-    EXPECT_FALSE(are_valid_metrics(IDs_of({0}), field_t(3, 0)));
-}
-
-TEST(BoundSizes, ClampsInOrder) {
-    sizes_t sizes = vector_of({0.5, 5, 50});
-    EXPECT_EQ(bound_metrics(sizes, 1, 10), 0);
-    EXPECT_TRUE(sizes == vector_of({1, 5, 10}));
-    EXPECT_EQ(bound_metrics(sizes, 20, 10), 0);
-    EXPECT_TRUE(sizes == vector_of({10, 10, 10}));
-    EXPECT_EQ(bound_metrics(sizes, -1, -2), 0); // no bound is special here
-    EXPECT_TRUE(sizes == vector_of({-2, -2, -2}));
-    sizes = vector_of({NaN, -INF, INF});
-    EXPECT_EQ(bound_metrics(sizes, 1, 10), 0);
-    EXPECT_TRUE(std::isnan(sizes[0]));
-    EXPECT_EQ(sizes[1], 1);
-    EXPECT_EQ(sizes[2], 10);
-    EXPECT_EQ(bound_metrics(sizes, NaN, NaN), 0);
-    EXPECT_EQ(sizes[1], 1);
-    sizes_t none;
-    EXPECT_EQ(bound_metrics(none, 1, 10), 0);
-}
-
-TEST(BoundMetrics, AppliesTheSingleFormToEveryColumn) {
-    for (const unsigned int rows : {3u, 6u}) {
-        const field_t original = rows == 3 ? random_field<2>(200, 1) : random_field<3>(200, 1);
-        field_t field, view = as_view(original, -5.0);
-        ASSERT_TRUE(field.copy(original));
-        EXPECT_EQ(bound_metrics(field, 0.1, 1), 0);
-        EXPECT_EQ(bound_metrics(view, 0.1, 1), 0);
-        EXPECT_TRUE(same_bits(field, view));
-        for (unsigned int j = 0; j < field.cols(); ++j) {
-            if (rows == 3) {
-                auto M = column<2>(original, j);
-                bound_metric(M, 0.1, 1);
-                EXPECT_EQ(std::memcmp(M.data(), field.col_data(j), sizeof M), 0);
-            } else {
-                auto M = column<3>(original, j);
-                bound_metric(M, 0.1, 1);
-                EXPECT_EQ(std::memcmp(M.data(), field.col_data(j), sizeof M), 0);
-            }
+TYPED_TEST(MetricFields, ApplyTheSingleOperationToEveryColumn) {
+    constexpr unsigned int N = TypeParam::value;
+    dice random(N);
+    for (const unsigned int defaults : {50u, 70u}) { // fewer and more than there are nodes
+        const field_t field = random_field<N>(60, random), other_metrics = random_field<N>(80, random);
+        const real_list other_sizes = random_sizes(80, random);
+        framed<double> bounded(field), by_sizes(field), by_metrics(field);
+        const field_t isotropic = isotropic_metrics<N>(other_sizes);
+        EXPECT_EQ(bound_metrics(bounded.view, 0.1, 1), 0);
+        EXPECT_EQ(overwrite_invalid_metrics(by_sizes.view, other_sizes.sub_vector(0, defaults)), 0);
+        EXPECT_EQ(overwrite_invalid_metrics(by_metrics.view,
+                                            other_metrics.sub_matrix(0, 0, other_metrics.rows(), defaults)),
+                  0);
+        EXPECT_EQ(isotropic.cols(), 80u);
+        const field_t view = as_view(field);
+        for (unsigned int j = 0; j < 60; ++j) {
+            const auto M = column<N>(field, j), fallback = column<N>(other_metrics, j);
+            metric<N> clamped = M, of_size;
+            bound_metric(clamped, 0.1, 1);
+            metric_iso_to_aniso(other_sizes[j], of_size);
+            const bool valid = is_valid_metric(M), keeps = valid || j >= defaults;
+            EXPECT_TRUE(same_bits(column<N>(bounded.view, j), clamped));
+            EXPECT_TRUE(same_bits(column<N>(by_sizes.view, j), keeps || !(other_sizes[j] > 0) ? M : of_size));
+            EXPECT_TRUE(
+                same_bits(column<N>(by_metrics.view, j), keeps || !is_valid_metric(fallback) ? M : fallback));
+            EXPECT_TRUE(same_bits(column<N>(isotropic, j), of_size));
+            const unsigned int k = j == 0 ? 0 : j - 1;
+            const bool both_valid = valid && is_valid_metric(column<N>(field, k));
+            EXPECT_EQ(are_valid_metrics(view.sub_matrix(0, k, view.rows(), j - k + 1)), both_valid);
+            EXPECT_EQ(are_valid_metrics(ids({j, k}), view), both_valid);
         }
-        EXPECT_TRUE(are_valid_metrics(field));
+        EXPECT_TRUE(bounded.frame_intact() && by_sizes.frame_intact() && by_metrics.frame_intact());
+    }
+    const field_t two = isotropic_metrics<N>(reals({1, 1, 1})).sub_matrix(0, 0, metric<N>().size(), 2);
+    for (const unsigned int ID : {2u, NO_ID}) EXPECT_FALSE(are_valid_metrics(ids({0, ID}), two));
+    EXPECT_TRUE(are_valid_metrics(ids({0, 1}), two));
+}
+
+TEST(SizeFields, FollowTheRulesForEveryNode) {
+    dice random(4);
+    const double bounds[][2] = {{0.5, 1}, {1, 0.5}, {-1, -2}, {0, 0}, {NaN, NaN}};
+    for (const auto& [hmin, hmax] : bounds) {
+        const real_list sizes = random_sizes(60, random), defaults = random_sizes(60, random);
+        real_list bounded = copy_of(sizes), overwritten = copy_of(sizes);
+        const real_list written_through = bounded;
+        EXPECT_EQ(bound_metrics(bounded, hmin, hmax), 0);
+        EXPECT_TRUE(same_bits(written_through, bounded));
+        EXPECT_EQ(overwrite_invalid_metrics(overwritten, defaults.sub_vector(0, 50)), 0);
+        for (unsigned int j = 0; j < 60; ++j) {
+            double expected = hmin > sizes[j] ? hmin : sizes[j];
+            if (expected > hmax) expected = hmax;
+            EXPECT_TRUE(same_bits(bounded.sub_vector(j, 1), reals({expected})));
+            const bool replaced = j < 50 && sizes[j] <= 0 && defaults[j] > 0;
+            EXPECT_TRUE(
+                same_bits(overwritten.sub_vector(j, 1), (replaced ? defaults : sizes).sub_vector(j, 1)));
+            const unsigned int k = j == 0 ? 0 : j - 1;
+            const auto is_valid = [](double size) { return size > 0 && size < INF; };
+            const bool both_valid = is_valid(sizes[j]) && is_valid(sizes[k]);
+            EXPECT_EQ(are_valid_metrics(sizes.sub_vector(k, j - k + 1)), both_valid);
+            EXPECT_EQ(are_valid_metrics(ids({j, k}), sizes), both_valid);
+        }
+    }
+    EXPECT_TRUE(are_valid_metrics(real_list()) && are_valid_metrics(ids({}), real_list()));
+    for (const unsigned int ID : {2u, NO_ID}) {
+        EXPECT_FALSE(are_valid_metrics(ids({ID}), reals({1, 1, 1}).sub_vector(0, 2)));
     }
 }
 
-TEST(BoundMetrics, ChecksInTheirOrder) {
-    field_t wrong(4, 2, 1.0);
-    EXPECT_EQ(bound_metrics(wrong, 1, 2), -1);
-    EXPECT_EQ(bound_metrics(wrong, -1, -1), 0); // two negative bounds come before the rows
-    EXPECT_EQ(bound_metrics(wrong, 0, -1), -1);
-    field_t empty(4, 0);
-    EXPECT_EQ(bound_metrics(empty, 1, 2), 0);
-    field_t with_nan = matrix_of<double>(3, {NaN, 0, 1, -2, 0, 1});
-    EXPECT_EQ(bound_metrics(with_nan, -1, -1), 0);
-    EXPECT_TRUE(std::isnan(with_nan(0, 0)));
-    EXPECT_EQ(bound_metrics(with_nan, 0, 0), 0); // no bounds, but negative eigenvalues rise to 0
-    EXPECT_EQ(with_nan(0, 0), std::numeric_limits<double>::max());
-    EXPECT_EQ(with_nan(0, 1), 0);
+TEST(MetricFrames, ApplyTheSingleConversionToEveryNode) {
+    dice random(99);
+    const real_list sizes = random_sizes(20, random);
+    const field_t metrics = random_field<3>(20, random);
+    field_t frames(6, 20), of_sizes, of_metrics;
+    for (unsigned int k = 0; k < frames.size(); ++k) frames.data()[k] = random.between(-1, 1);
+    ASSERT_EQ(metrics_iso_to_aniso2d(sizes, as_view(frames), of_sizes), 0);
+    ASSERT_EQ(metrics_aniso3d_to_aniso2d(as_view(metrics), as_view(frames), of_metrics), 0);
+    for (unsigned int j = 0; j < 20; ++j) {
+        matrix_fixed<double, 3, 2> F;
+        std::copy_n(frames.col_data(j), 6, F.data());
+        metric<2> of_size, of_metric;
+        metric_iso_to_aniso2d(sizes[j], F, of_size);
+        metric_aniso3d_to_aniso2d(column<3>(metrics, j), F, of_metric);
+        EXPECT_TRUE(same_bits(column<2>(of_sizes, j), of_size));
+        EXPECT_TRUE(same_bits(column<2>(of_metrics, j), of_metric));
+    }
+    // The output is an input.
+    field_t first = copy_of(metrics), second = copy_of(frames), third = copy_of(frames);
+    EXPECT_EQ(metrics_aniso3d_to_aniso2d(first, frames, first), 0);
+    EXPECT_EQ(metrics_aniso3d_to_aniso2d(metrics, second, second), 0);
+    EXPECT_EQ(metrics_iso_to_aniso2d(sizes, third, third), 0);
+    EXPECT_TRUE(same_bits(first, of_metrics) && same_bits(second, of_metrics) && same_bits(third, of_sizes));
 }
 
-TEST(BoundMetrics, WritesThroughSharedStorage) {
-    field_t field = matrix_of<double>(3, {100, 0, 100});
-    const field_t other = field;
-    EXPECT_EQ(bound_metrics(field, 1, 0), 0);
-    EXPECT_EQ(other(0, 0), 1);
-    sizes_t sizes = vector_of({5});
-    const sizes_t same_sizes = sizes;
-    EXPECT_EQ(bound_metrics(sizes, 0, 1), 0);
-    EXPECT_EQ(same_sizes[0], 1);
+TEST(MetricFieldChecks, ComeInOrderAndLeaveOutputsAlone) {
+    field_t output(3, 1, 7.0), solid(6, 2, 1.0), plane(3, 2, 1.0);
+    for (const unsigned int rows : {2u, 4u, 5u, 7u}) {
+        field_t wrong(rows, 2, 1.0), empty(rows, 0);
+        EXPECT_FALSE(are_valid_metrics(wrong) || are_valid_metrics(empty) ||
+                     are_valid_metrics(ids({}), wrong));
+        EXPECT_TRUE(are_valid_metrics(ids({}), empty));
+        EXPECT_EQ(bound_metrics(wrong, -1, -1), 0); // two negative bounds come before the rows
+        EXPECT_EQ(bound_metrics(wrong, 0, -1), -1);
+        EXPECT_EQ(bound_metrics(empty, 1, 2), 0);
+        EXPECT_EQ(overwrite_invalid_metrics(wrong, reals({1})), -1);
+        EXPECT_EQ(overwrite_invalid_metrics(wrong, wrong), -1);
+        EXPECT_EQ(overwrite_invalid_metrics(wrong, solid), -1);
+        EXPECT_EQ(overwrite_invalid_metrics(solid, wrong), -2);
+        EXPECT_EQ(overwrite_invalid_metrics(empty, reals({1})), 0);
+        EXPECT_EQ(overwrite_invalid_metrics(empty, wrong), 0);
+        EXPECT_EQ(metrics_aniso3d_to_aniso2d(wrong, wrong, output), -1);
+        EXPECT_EQ(metrics_aniso3d_to_aniso2d(solid, wrong, output), -2);
+        EXPECT_EQ(metrics_iso_to_aniso2d(reals({1, 1}), wrong, output), -2);
+    }
+    EXPECT_EQ(overwrite_invalid_metrics(plane, solid), -2);
+    EXPECT_EQ(metrics_aniso3d_to_aniso2d(plane, solid, output), -1);
+    for (const unsigned int frames : {1u, 3u}) {
+        EXPECT_EQ(metrics_aniso3d_to_aniso2d(solid, field_t(6, frames), output), -2);
+        EXPECT_EQ(metrics_iso_to_aniso2d(reals({1, 1}), field_t(6, frames), output), -2);
+    }
+    EXPECT_TRUE(same_bits(output, field_t(3, 1, 7.0)));
+    EXPECT_TRUE(are_valid_metrics(field_t(3, 0)) && are_valid_metrics(field_t(6, 0)));
+
+    field_t bad = real_matrix(3, {NaN, 0, 1, -2, 0, 1});
+    EXPECT_EQ(bound_metrics(bad, -1, -1), 0);
+    EXPECT_TRUE(std::isnan(bad(0, 0)) && bad(0, 1) == -2);
+    EXPECT_EQ(bound_metrics(bad, 0, 0), 0); // no bounds, but negative eigenvalues rise to 0
+    EXPECT_TRUE(bad(0, 0) == LARGEST && bad(0, 1) == 0);
+
+    // Empty fields need no frames, and become empty fields of plane metrics.
+    EXPECT_EQ(metrics_iso_to_aniso2d(real_list(), field_t(5, 1), output), 0);
+    EXPECT_TRUE(output.rows() == 3 && output.cols() == 0);
+    for (const field_t& empty : {field_t(4, 0), field_t(0, 5)}) {
+        output = field_t(3, 1, 7.0);
+        EXPECT_EQ(metrics_aniso3d_to_aniso2d(empty, field_t(5, 1), output), 0);
+        EXPECT_TRUE(output.rows() == 3 && output.cols() == 0);
+    }
 }
 
-TEST(OverwriteInvalid, SizesBySizes) {
-    sizes_t sizes = vector_of({-1, 0, 2});
-    EXPECT_EQ(overwrite_invalid_metrics(sizes, vector_of({3, -3})), 0);
-    EXPECT_TRUE(sizes == vector_of({3, 0, 2}));
-    sizes = vector_of({-1, NaN, INF, -INF, 0, 0});
-    EXPECT_EQ(overwrite_invalid_metrics(sizes, vector_of({1, 2, 3, 4, NaN, INF, 9})), 0);
-    EXPECT_EQ(sizes[0], 1);
-    EXPECT_TRUE(std::isnan(sizes[1])); // not at most 0
-    EXPECT_EQ(sizes[2], INF);
-    EXPECT_EQ(sizes[3], 4);
-    EXPECT_EQ(sizes[4], 0);
-    EXPECT_EQ(sizes[5], INF);
-    sizes_t none;
-    EXPECT_EQ(overwrite_invalid_metrics(none, vector_of({1})), 0);
-    EXPECT_TRUE(none.empty());
-}
-
-TEST(OverwriteInvalid, MetricsBySizes) {
-    field_t field = matrix_of<double>(3, {1, 2, 1, 4, 0, 9, 0, 0, 0, NaN, 0, 1, -1, 0, 1});
-    EXPECT_EQ(overwrite_invalid_metrics(field, vector_of({0.5, 0.25, -1, 2})), 0);
-    EXPECT_TRUE(same_bits(field.sub_matrix(0, 0, 3, 4),
-                          matrix_of<double>(3, {4, 0, 4, 4, 0, 9, 0, 0, 0, 0.25, 0, 0.25})));
-    EXPECT_EQ(field(0, 4), -1); // beyond the defaults
-    field_t wrong(5, 1);
-    EXPECT_EQ(overwrite_invalid_metrics(wrong, vector_of({1})), -1);
-    field_t empty(5, 0);
-    EXPECT_EQ(overwrite_invalid_metrics(empty, vector_of({1})), 0);
-    field_t solid(6, 1);
-    EXPECT_EQ(overwrite_invalid_metrics(solid, vector_of({0.5})), 0);
-    EXPECT_TRUE(same_bits(solid, matrix_of<double>(6, {4, 0, 4, 0, 0, 4})));
-}
-
-TEST(OverwriteInvalid, MetricsByMetrics) {
-    field_t field = matrix_of<double>(3, {1, 2, 1, 4, 0, 9, 0, 0, 0, 0, 0, 0});
-    const field_t defaults = matrix_of<double>(3, {2, 1, 2, 7, 0, 7, 1, 2, 1});
-    EXPECT_EQ(overwrite_invalid_metrics(field, defaults), 0);
-    EXPECT_TRUE(same_bits(field, matrix_of<double>(3, {2, 1, 2, 4, 0, 9, 0, 0, 0, 0, 0, 0})));
-    field_t wrong(4, 1);
-    EXPECT_EQ(overwrite_invalid_metrics(wrong, field_t(4, 1)), -1);
-    EXPECT_EQ(overwrite_invalid_metrics(field, field_t(4, 1)), -2);
-    EXPECT_EQ(overwrite_invalid_metrics(field, field_t(6, 1)), -2);
-    field_t empty(4, 0);
-    EXPECT_EQ(overwrite_invalid_metrics(empty, field_t(5, 1)), 0);
-}
-
-TEST(OverwriteInvalid, DefaultsThatShareStorageStayIntact) {
-    sizes_t all = vector_of({-1, -2, 3, 4});
-    sizes_t field = all.sub_vector(0, 3);
-    EXPECT_EQ(overwrite_invalid_metrics(field, all.sub_vector(2, 2)), 0);
-    EXPECT_TRUE(field == vector_of({3, 4, 3}));
-    EXPECT_TRUE(all == vector_of({-1, -2, 3, 4}));
+TEST(MetricFieldSharing, LeavesDefaultsAndSourcesIntact) {
+    real_list all = reals({-1, -2, 3, 4}), head = all.sub_vector(0, 3);
+    EXPECT_EQ(overwrite_invalid_metrics(head, all.sub_vector(2, 2)), 0);
+    EXPECT_TRUE(head == reals({3, 4, 3}));
     EXPECT_EQ(overwrite_invalid_metrics(all, all), 0);
-    EXPECT_TRUE(all == vector_of({-1, -2, 3, 4}));
+    EXPECT_TRUE(all == reals({-1, -2, 3, 4}));
 
-    field_t metrics = matrix_of<double>(3, {0, 0, 0, 1, 0, 1, 5, 0, 5});
-    field_t head = metrics.sub_matrix(0, 0, 3, 2);
-    const field_t tail = metrics.sub_matrix(0, 1, 3, 2);
-    EXPECT_EQ(overwrite_invalid_metrics(head, tail), 0);
-    EXPECT_EQ(head(0, 0), 1);
-    EXPECT_EQ(metrics(0, 0), 0);
+    const field_t metrics = real_matrix(3, {-1, 0, -1, 0.5, 0, 2});
+    field_t by_metrics = metrics.sub_matrix(0, 0, 3, 2), by_sizes = metrics, through = copy_of(metrics);
+    EXPECT_EQ(overwrite_invalid_metrics(by_metrics, metrics.sub_matrix(0, 1, 3, 1)), 0);
+    EXPECT_TRUE(same_bits(by_metrics, real_matrix(3, {0.5, 0, 2, 0.5, 0, 2})));
+    EXPECT_EQ(overwrite_invalid_metrics(by_sizes, metrics.col(1)), 0);
+    EXPECT_TRUE(same_bits(by_sizes, real_matrix(3, {4, 0, 4, 0.5, 0, 2})));
+    EXPECT_TRUE(same_bits(metrics, real_matrix(3, {-1, 0, -1, 0.5, 0, 2})));
+
+    const field_t written_through = through;
+    EXPECT_EQ(bound_metrics(through, 1, 0), 0);
+    EXPECT_TRUE(same_bits(written_through, real_matrix(3, {0, 0, 0, 0.5, 0, 1})));
+    metrics_iso_to_aniso2d(through.col(1), through); // sizes 0.5, 0, 1
+    EXPECT_TRUE(same_bits(through, real_matrix(3, {4, 0, 4, 0, 0, 0, 1, 0, 1})));
 }
 
-TEST(ConvertSizes, ToIsotropicMetrics) {
-    field_t metrics(5, 7, 3.0);
-    const field_t other = metrics;
-    metrics_iso_to_aniso3d(vector_of({2, 0}), metrics);
-    EXPECT_TRUE(same_bits(metrics, matrix_of<double>(6, {0.25, 0, 0.25, 0, 0, 0.25, 0, 0, 0, 0, 0, 0})));
-    metrics_iso_to_aniso2d(vector_of({2, NaN, -INF, -1}), metrics);
-    EXPECT_TRUE(same_bits(metrics, matrix_of<double>(3, {0.25, 0, 0.25, 0, 0, 0, 0, 0, 0, 0, 0, 0})));
-    EXPECT_TRUE(same_bits(other, field_t(5, 7, 3.0)));
-    metrics_iso_to_aniso2d(sizes_t(), metrics);
-    EXPECT_EQ(metrics.rows(), 3u);
-    EXPECT_EQ(metrics.cols(), 0u);
-
-    field_t shared(3, 1, 2.0); // the sizes are a column of the output
-    metrics_iso_to_aniso2d(shared.col(0), shared);
-    EXPECT_TRUE(same_bits(shared, matrix_of<double>(3, {0.25, 0, 0.25, 0.25, 0, 0.25, 0.25, 0, 0.25})));
-}
-
-TEST(ConvertSizes, IntoFrames) {
-    const unsigned int n = 20;
-    generator random(3);
-    sizes_t sizes(n);
-    for (double& size : sizes) size = random.uniform(-0.2, 2);
-    const field_t frames = random_frames(n);
-    field_t metrics, from_view;
-    ASSERT_EQ(metrics_iso_to_aniso2d(sizes, frames, metrics), 0);
-    ASSERT_EQ(metrics_iso_to_aniso2d(sizes, as_view(frames, NaN), from_view), 0);
-    EXPECT_TRUE(same_bits(metrics, from_view));
-    for (unsigned int j = 0; j < n; ++j) {
-        matrix_fixed<double, 3, 2> F;
-        std::copy_n(frames.col_data(j), 6, F.data());
-        symmetric_fixed<double, 2> M;
-        metric_iso_to_aniso2d(sizes[j], F, M);
-        EXPECT_EQ(std::memcmp(M.data(), metrics.col_data(j), sizeof M), 0);
-    }
-    const field_t kept = from_view;
-    EXPECT_EQ(metrics_iso_to_aniso2d(sizes, field_t(5, n), metrics), -2);
-    EXPECT_EQ(metrics_iso_to_aniso2d(sizes, field_t(6, n - 1), metrics), -2);
-    EXPECT_TRUE(same_bits(metrics, kept));
-    EXPECT_EQ(metrics_iso_to_aniso2d(sizes_t(), field_t(6, 0), metrics), 0);
-    EXPECT_EQ(metrics.rows(), 3u);
-    EXPECT_TRUE(metrics.empty());
-
-    field_t frames_and_output;
-    ASSERT_TRUE(frames_and_output.copy(frames));
-    ASSERT_EQ(metrics_iso_to_aniso2d(sizes, frames_and_output, frames_and_output), 0);
-    EXPECT_TRUE(same_bits(frames_and_output, from_view));
-}
-
-TEST(ConvertMetrics, ReportsMissingMemoryAndKeepsTheOutput) {
-    test::expect_survives_without_memory([] {
-        const unsigned int n = 9000000;
-        const field_t frames(6, n, 1.0);
-        if (frames.empty()) return false;
-        field_t metrics(3, 1, 7.0);
-        const field_t kept = metrics;
-        return metrics_aniso3d_to_aniso2d(frames, frames, metrics) == -199 && same_bits(metrics, kept);
+TEST(MetricsWithoutMemory, ReportItAndLeaveOutputsAlone) {
+    expect_survives_without_memory([] {
+        const unsigned int n = 300000;
+        field_t frames(6, n, 1.0), metrics(3, n, 1.0), pos(2, n), output(3, 1, 7.0);
+        real_list sizes(n, 9.0), shocks(1, 7.0);
+        const edges_t edge = id_matrix(2, {0, 1});
+        const field_t metrics_before = copy_of(metrics);
+        const real_list sizes_before = copy_of(sizes), default_sizes = metrics.col(0);
+        const real_list later_sizes = sizes.sub_vector(1, 9);
+        use_up_memory();
+        metrics_iso_to_aniso3d(sizes, output);
+        const int codes[] = {metrics_iso_to_aniso2d(sizes, frames, output),
+                             metrics_aniso3d_to_aniso2d(frames, frames, output),
+                             overwrite_invalid_metrics(sizes, later_sizes),
+                             overwrite_invalid_metrics(metrics, default_sizes),
+                             overwrite_invalid_metrics(metrics, metrics.sub_matrix(0, 1, 3, 9)),
+                             H_shock(pos, edge, sizes, shocks),
+                             H_shock(pos, edge, metrics, shocks),
+                             bound_metric_gradation(pos, edge, sizes, 0.1),
+                             bound_metric_gradation(pos, edge, metrics, 0.1)};
+        return std::count(std::begin(codes), std::end(codes), -199) == 9 && sizes == sizes_before &&
+               metrics.as_vector() == metrics_before.as_vector() && output.cols() == 1 && output(2, 0) == 7 &&
+               shocks[0] == 7;
     });
-    test::expect_survives_without_memory([] {
-        const unsigned int n = 10000000;
-        const sizes_t sizes(n);
-        if (sizes.empty()) return false;
-        field_t metrics(3, 1, 7.0);
-        metrics_iso_to_aniso3d(sizes, metrics);
-        return metrics.cols() == 1 && metrics(2, 0) == 7;
-    });
-}
-
-TEST(ConvertMetrics, RestrictsEveryColumnToItsFrame) {
-    const unsigned int n = 20;
-    const field_t metrics3d = random_field<3>(n, 8), frames = random_frames(n);
-    field_t metrics2d, from_views;
-    ASSERT_EQ(metrics_aniso3d_to_aniso2d(metrics3d, frames, metrics2d), 0);
-    ASSERT_EQ(metrics_aniso3d_to_aniso2d(as_view(metrics3d, NaN), as_view(frames, NaN), from_views), 0);
-    EXPECT_TRUE(same_bits(metrics2d, from_views));
-    for (unsigned int j = 0; j < n; ++j) {
-        matrix_fixed<double, 3, 2> F;
-        std::copy_n(frames.col_data(j), 6, F.data());
-        symmetric_fixed<double, 2> M;
-        metric_aniso3d_to_aniso2d(column<3>(metrics3d, j), F, M);
-        EXPECT_EQ(std::memcmp(M.data(), metrics2d.col_data(j), sizeof M), 0);
-    }
-    EXPECT_EQ(metrics_aniso3d_to_aniso2d(field_t(3, n, 1.0), field_t(5, n), metrics2d), -1);
-    EXPECT_EQ(metrics_aniso3d_to_aniso2d(metrics3d, field_t(5, n), metrics2d), -2);
-    EXPECT_EQ(metrics_aniso3d_to_aniso2d(metrics3d, field_t(6, n + 1), metrics2d), -2);
-    EXPECT_TRUE(same_bits(metrics2d, from_views));
-    EXPECT_EQ(metrics_aniso3d_to_aniso2d(field_t(6, 0), field_t(6, 0), metrics2d), 0);
-    EXPECT_EQ(metrics2d.rows(), 3u);
-    EXPECT_EQ(metrics2d.cols(), 0u);
-
-    field_t in_place;
-    ASSERT_TRUE(in_place.copy(metrics3d));
-    ASSERT_EQ(metrics_aniso3d_to_aniso2d(in_place, frames, in_place), 0);
-    EXPECT_TRUE(same_bits(in_place, from_views));
 }
 
 } // namespace

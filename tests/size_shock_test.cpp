@@ -1,212 +1,106 @@
-#include "limited_memory.h"
 #include "test_metrics.h"
-
-#include <gtest/gtest.h>
-
-#include <limits>
 
 using namespace test_metrics;
 
 namespace {
 
-constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
-constexpr double INF = std::numeric_limits<double>::infinity();
+const edges_t ONE_EDGE = id_matrix(2, {0, 1});
 
-using sizes_t = dense1D<double, 16>;
-using field_t = dense2D<double>;
-using edges_t = dense2D<unsigned int>;
+template <typename T>
+class SizeShock : public testing::Test {};
+TYPED_TEST_SUITE(SizeShock, dimensions, );
 
-const edges_t ONE_EDGE = matrix_of<unsigned int>(2, {0, 1});
-
-/// The shock of one edge on the x axis.
-double shock_between(double length, double size, double other_size) {
-    sizes_t shocks;
-    const field_t pos = matrix_of<double>(2, {0, 0, length, 0});
-    EXPECT_EQ(H_shock(pos, ONE_EDGE, vector_of({size, other_size}), shocks), 0);
-    EXPECT_EQ(shocks.size(), 2u);
-    EXPECT_EQ(shocks[0], shocks[1]);
-    return shocks[0];
-}
-
-struct random_case {
-    field_t pos, metrics;
-    edges_t edges;
-    sizes_t sizes;
-};
-
-template <unsigned int N>
-random_case random_mesh(unsigned int nodes, unsigned int edge_count, unsigned int seed) {
-    generator random(seed);
-    random_case mesh{field_t(N, nodes), field_t(N == 2 ? 3 : 6, nodes), edges_t(2, edge_count),
-                     sizes_t(nodes)};
-    for (unsigned int j = 0; j < nodes; ++j) {
-        for (unsigned int i = 0; i < N; ++i) mesh.pos(i, j) = random.uniform(0, 3);
-        mesh.sizes[j] = random.uniform(0.1, 1);
-        const auto M = random_metric<N>(random, 0.1, 1);
-        std::copy_n(M.data(), M.size(), mesh.metrics.col_data(j));
-    }
-    for (unsigned int e = 0; e < edge_count; ++e) {
-        mesh.edges(0, e) = random.below(nodes);
-        mesh.edges(1, e) = random.below(nodes);
-    }
-    return mesh;
-}
-
-TEST(SizeShock, KnownEdges) {
-    EXPECT_NEAR(shock_between(1, 1, 2), std::exp(1.0) - 1, 1e-15);
-    EXPECT_NEAR(shock_between(1, 2, 1), std::exp(1.0) - 1, 1e-15);
-    EXPECT_EQ(shock_between(3, 2, 2), 0);
-    EXPECT_NEAR(shock_between(2, 1, 1.0005) / std::expm1(0.00025), 1, 1e-11);
-    EXPECT_NEAR(shock_between(1, 1, 1 + 1e-9) / std::expm1((1 + 1e-9) - 1), 1,
-                1e-11);                   // digits of a tiny shock
-    EXPECT_EQ(shock_between(0, 1, 2), 0); // an edge without length
-    for (const double bad : {0.0, -1.0, NaN, INF, -INF}) {
-        EXPECT_EQ(shock_between(1, 1, bad), 0) << bad;
-        EXPECT_EQ(shock_between(1, bad, 1), 0) << bad;
-    }
-    EXPECT_EQ(shock_between(NaN, 1, 2), 0);
-    EXPECT_EQ(shock_between(INF, 1, 2), 0);
-    EXPECT_EQ(shock_between(1e-5, 1, 1e5), INF);
-}
-
-TEST(SizeShock, IsTheDifferenceOfSizesOverTheLength) {
-    generator random(2);
-    for (int repeat = 0; repeat < 2000; ++repeat) {
-        const double length = random.uniform(0.5, 2);
-        const double a = random.uniform(0.1, 5), b = a + std::pow(10.0, random.uniform(-8, 0.5));
-        EXPECT_NEAR(shock_between(length, a, b) / std::expm1((b - a) / length), 1, 1e-10);
-    }
-}
-
-TEST(SizeShock, TakesTheLargestAtEachNode) {
-    const field_t pos = matrix_of<double>(3, {0, 0, 0, 1, 0, 0, 0, 2, 0, 9, 9, 9});
-    const edges_t edges = matrix_of<unsigned int>(2, {0, 1, 2, 0, 1, 0, 0, 0});
-    sizes_t shocks(9, 5.0); // old entries do not survive
-    ASSERT_EQ(H_shock(pos, edges, vector_of({1, 1.1, 1.5, 3}), shocks), 0);
-    ASSERT_EQ(shocks.size(), 4u);
-    EXPECT_NEAR(shocks[0], std::expm1(0.25), 1e-14);
-    EXPECT_NEAR(shocks[1], std::expm1(0.1), 1e-14);
-    EXPECT_NEAR(shocks[2], std::expm1(0.25), 1e-14);
-    EXPECT_EQ(shocks[3], 0);
-}
-
-template <unsigned int N>
-void compare_metric_form_with_sizes() {
-    random_case mesh = random_mesh<N>(60, 300, N);
-    for (unsigned int j = 0; j < 60; ++j) {
-        symmetric_fixed<double, N> M;
-        metric_iso_to_aniso(mesh.sizes[j], M);
-        std::copy_n(M.data(), M.size(), mesh.metrics.col_data(j));
-    }
-    sizes_t isotropic, anisotropic;
-    ASSERT_EQ(H_shock(mesh.pos, mesh.edges, mesh.sizes, isotropic), 0);
-    ASSERT_EQ(H_shock(mesh.pos, mesh.edges, mesh.metrics, anisotropic), 0);
-    for (unsigned int j = 0; j < 60; ++j) EXPECT_NEAR(anisotropic[j], isotropic[j], 1e-11 * isotropic[j]);
-}
-
-TEST(SizeShock, MetricFormAgreesWithSizes) {
-    compare_metric_form_with_sizes<2>();
-    compare_metric_form_with_sizes<3>();
-}
-
-template <unsigned int N>
-void compare_with_literal_formulas() {
-    const random_case mesh = random_mesh<N>(40, 200, 10 + N);
-    sizes_t shocks, expected(40, 0.0);
-    ASSERT_EQ(H_shock(mesh.pos, mesh.edges, mesh.metrics, shocks), 0);
+TYPED_TEST(SizeShock, IsTheLargestOfTheLiteralFormulaAtEachNode) {
+    constexpr unsigned int N = TypeParam::value;
+    const random_mesh<N> mesh(70, 200, 3, 0.1, 10 + N, 1);
+    real_list of_sizes(99, 5.0), of_metrics, expected_of_sizes(70, 0.0), expected_of_metrics(70, 0.0);
     for (unsigned int e = 0; e < mesh.edges.cols(); ++e) {
         const unsigned int a = mesh.edges(0, e), b = mesh.edges(1, e);
-        vector_fixed<double, N> v;
-        symmetric_fixed<double, N> A, B;
-        for (unsigned int i = 0; i < N; ++i) v[i] = mesh.pos(i, b) - mesh.pos(i, a);
-        std::copy_n(mesh.metrics.col_data(a), A.size(), A.data());
-        std::copy_n(mesh.metrics.col_data(b), B.size(), B.data());
-        const double ha = std::sqrt(1 / static_cast<double>(form(A, v)));
-        const double hb = std::sqrt(1 / static_cast<double>(form(B, v)));
-        if (a == b || ha == hb) continue;
-        const double L = std::log(ha / hb) / (ha - hb);
-        const double shock = std::pow(std::max(ha / hb, hb / ha), 1 / L) - 1;
-        expected[a] = std::max(expected[a], shock);
-        expected[b] = std::max(expected[b], shock);
+        const auto raise = [a, b](real_list& shocks, double ha, double hb) { // sizes in units of the length
+            const double L = std::log(ha / hb) / (ha - hb);
+            const double shock = std::pow(std::max(ha / hb, hb / ha), 1 / L) - 1;
+            for (const unsigned int node : {a, b}) shocks[node] = std::max(shocks[node], shock);
+        };
+        const vector<N> v = mesh.edge_vector(a, b);
+        const double d = mesh.distance(a, b);
+        if (a == b) continue;
+        raise(expected_of_sizes, mesh.sizes[a] / d, mesh.sizes[b] / d);
+        raise(expected_of_metrics, 1 / std::sqrt(double(form(column<N>(mesh.metrics, a), v))),
+              1 / std::sqrt(double(form(column<N>(mesh.metrics, b), v))));
     }
-    for (unsigned int j = 0; j < 40; ++j) EXPECT_NEAR(shocks[j], expected[j], 1e-10 * (1 + expected[j]));
+    const field_t pos = as_view(mesh.pos, NaN);
+    const edges_t edges = as_view(mesh.edges, NO_ID);
+    ASSERT_EQ(H_shock(pos, edges, mesh.sizes, of_sizes), 0);
+    ASSERT_EQ(H_shock(pos, edges, as_view(mesh.metrics, NaN), of_metrics), 0);
+    ASSERT_EQ(of_sizes.size(), 70u);
+    for (unsigned int j = 0; j < 70; ++j) {
+        EXPECT_NEAR(of_sizes[j], expected_of_sizes[j], 1e-11 * (1 + expected_of_sizes[j]));
+        EXPECT_NEAR(of_metrics[j], expected_of_metrics[j], 1e-10 * (1 + expected_of_metrics[j]));
+    }
+    real_list sizes = copy_of(mesh.sizes);
+    const real_list shared = sizes;
+    ASSERT_EQ(H_shock(mesh.pos, mesh.edges, sizes, sizes), 0); // the output is an input
+    EXPECT_TRUE(same_bits(sizes, of_sizes));
+    EXPECT_TRUE(same_bits(shared, mesh.sizes));
 }
 
-TEST(SizeShock, MetricFormAgreesWithTheFormulas) {
-    compare_with_literal_formulas<2>();
-    compare_with_literal_formulas<3>();
-}
-
-TEST(SizeShock, DegenerateMetricsHaveNone) {
-    const field_t pos = matrix_of<double>(2, {0, 0, 1, 0});
-    sizes_t shocks;
+TEST(ShockOfAnEdge, KeepsItsDigitsAndIsZeroWhereThereIsNone) {
+    const double tiny = (1 + 1e-9) - 1;
+    const struct {
+        double length, size, other_size, expected;
+    } cases[] = {{1, 1, 2, std::exp(1.0) - 1},
+                 {3, 2, 2, 0},
+                 {2, 1, 1.0005, std::expm1((1.0005 - 1) / 2)},
+                 {1, 1, 1 + tiny, std::expm1(tiny)},
+                 {1e150, 1e-160, 1e150, std::exp(1.0) - 1},
+                 {1e-5, 1, 1e5, INF},
+                 {0, 1, 2, 0},
+                 {NaN, 1, 2, 0},
+                 {INF, 1, 2, 0},
+                 {1, 1, 0, 0},
+                 {1, 1, -1, 0},
+                 {1, 1, NaN, 0},
+                 {1, 1, INF, 0},
+                 {1, 1, -INF, 0}};
+    for (const auto& [length, size, other_size, expected] : cases) {
+        const field_t pos = real_matrix(2, {0, 0, length, 0});
+        for (const auto& sizes : {reals({size, other_size}), reals({other_size, size})}) {
+            real_list shocks;
+            ASSERT_EQ(H_shock(pos, ONE_EDGE, sizes, shocks), 0);
+            EXPECT_TRUE(shocks[0] == expected || std::abs(shocks[0] / expected - 1) < 2e-15)
+                << length << ' ' << sizes[0] << ' ' << sizes[1];
+            EXPECT_EQ(shocks[0], shocks[1]);
+        }
+    }
     // Indefinite, but positive along the edge: measured. Negative or NaN along it: not.
-    ASSERT_EQ(H_shock(pos, ONE_EDGE, matrix_of<double>(3, {1, 0, -7, 0.25, 0, 1}), shocks), 0);
-    EXPECT_NEAR(shocks[0], std::expm1(1.0), 1e-14);
-    for (const double bad : {0.0, -1.0, NaN, INF}) {
-        ASSERT_EQ(H_shock(pos, ONE_EDGE, matrix_of<double>(3, {bad, 0, 1, 0.25, 0, 1}), shocks), 0);
-        EXPECT_EQ(shocks[0], 0) << bad;
-        EXPECT_EQ(shocks[1], 0) << bad;
+    const field_t pos = real_matrix(2, {0, 0, 1, 0});
+    for (const double along : {1.0, 0.0, -1.0, NaN, INF}) {
+        for (const unsigned int node : {0u, 1u}) {
+            field_t metrics = real_matrix(3, {0.25, 0, -7, 0.25, 0, 1});
+            metrics(0, node) = along;
+            real_list shocks;
+            ASSERT_EQ(H_shock(pos, ONE_EDGE, metrics, shocks), 0);
+            EXPECT_DOUBLE_EQ(shocks[0], along == 1 ? std::expm1(1.0) : 0) << along;
+        }
     }
 }
 
-TEST(SizeShock, ChecksInTheirOrder) {
-    sizes_t shocks = vector_of({7, 8});
-    const sizes_t sizes = vector_of({1, 2});
-    const field_t metrics(3, 2, 1.0);
-    const edges_t beyond = matrix_of<unsigned int>(2, {0, 2}),
-                  absent = matrix_of<unsigned int>(2, {0, NO_ID});
-    EXPECT_EQ(H_shock(field_t(4, 2), edges_t(), sizes, shocks), 0);
-    EXPECT_EQ(H_shock(field_t(4, 2), edges_t(2, 0), metrics, shocks), 0);
-    EXPECT_EQ(H_shock(field_t(4, 2), beyond, sizes, shocks), -1);
-    EXPECT_EQ(H_shock(field_t(1, 2), beyond, metrics, shocks), -1);
-    EXPECT_EQ(H_shock(field_t(2, 2), beyond, sizes, shocks), -2);
-    EXPECT_EQ(H_shock(field_t(3, 2), absent, metrics, shocks), -2);
-    EXPECT_EQ(H_shock(field_t(3, 2), edges_t(3, 1), sizes, shocks), -2);
-    EXPECT_TRUE(shocks == vector_of({7, 8}));
-}
-
-TEST(SizeShock, NodesWithoutASizeHaveNone) {
-    const field_t pos = matrix_of<double>(2, {0, 0, 1, 0, 2, 0});
-    const edges_t edges = matrix_of<unsigned int>(2, {0, 1, 1, 2});
-    sizes_t shocks;
-    ASSERT_EQ(H_shock(pos, edges, vector_of({1, 2}), shocks), 0);
-    ASSERT_EQ(shocks.size(), 3u);
-    EXPECT_GT(shocks[1], 1);
+TEST(SizeShockOfNodes, WithoutSizeOrMetricIsZero) {
+    const field_t pos = real_matrix(2, {0, 0, 1, 0, 2, 0});
+    const edges_t edges = id_matrix(2, {0, 1, 1, 2});
+    real_list shocks;
+    ASSERT_EQ(H_shock(pos, edges, reals({1, 2, 9}).sub_vector(0, 2), shocks), 0);
+    EXPECT_DOUBLE_EQ(shocks[1], std::expm1(1.0));
     EXPECT_EQ(shocks[2], 0);
-    ASSERT_EQ(H_shock(pos, edges, matrix_of<double>(3, {1, 0, 1, 4, 0, 4}), shocks), 0);
-    EXPECT_GT(shocks[1], 0.1);
+    ASSERT_EQ(
+        H_shock(pos, edges, real_matrix(3, {1, 0, 1, 0.25, 0, 4, 9, 0, 9}).sub_matrix(0, 0, 3, 2), shocks),
+        0);
+    EXPECT_DOUBLE_EQ(shocks[1], std::expm1(1.0));
     EXPECT_EQ(shocks[2], 0);
-    ASSERT_EQ(H_shock(field_t(3, 3, 1.0), edges, field_t(3, 3, 1.0), shocks), 0); // 2-D metrics of a 3-D mesh
-    EXPECT_TRUE(shocks == vector_of({0, 0, 0}));
-}
-
-TEST(SizeShock, ReportsMissingMemoryAndKeepsTheOutput) {
-    test::expect_survives_without_memory([] {
-        const field_t pos(2, 24000000);
-        if (pos.empty()) return false;
-        sizes_t shocks = vector_of({7});
-        return H_shock(pos, ONE_EDGE, vector_of({1, 2}), shocks) == -199 && shocks == vector_of({7});
-    });
-}
-
-TEST(SizeShock, ViewsAndSharedStorage) {
-    random_case mesh = random_mesh<3>(50, 150, 77);
-    sizes_t expected, of_views, of_metrics, of_metric_views;
-    const field_t pos_view = as_view(mesh.pos, NaN), metric_view = as_view(mesh.metrics, NaN);
-    const edges_t edge_view = as_view(mesh.edges, NO_ID);
-    ASSERT_EQ(H_shock(mesh.pos, mesh.edges, mesh.sizes, expected), 0);
-    ASSERT_EQ(H_shock(pos_view, edge_view, mesh.sizes, of_views), 0);
-    ASSERT_EQ(H_shock(mesh.pos, mesh.edges, mesh.metrics, of_metrics), 0);
-    ASSERT_EQ(H_shock(pos_view, edge_view, metric_view, of_metric_views), 0);
-    EXPECT_TRUE(same_bits(expected, of_views));
-    EXPECT_TRUE(same_bits(of_metrics, of_metric_views));
-
-    const sizes_t kept = mesh.sizes;
-    const double first = kept[0];
-    ASSERT_EQ(H_shock(mesh.pos, mesh.edges, mesh.sizes, mesh.sizes), 0); // the output is an input
-    EXPECT_TRUE(same_bits(mesh.sizes, expected));
-    EXPECT_EQ(kept[0], first);
+    const field_t flat_metrics =
+        real_matrix(3, {1, 0, 1, 1, 0, 4, 9, 0, 9, 8, 0, 1, 1, 0, 4, 9, 0, 9}); // in 3-D
+    ASSERT_EQ(H_shock(real_matrix(3, {0, 0, 0, 1, 1, 1, 2, 2, 2}), edges, flat_metrics, shocks), 0);
+    EXPECT_TRUE(shocks == reals({0, 0, 0}));
 }
 
 } // namespace

@@ -1,148 +1,181 @@
 #pragma once
 
+/// \file
+/// Making and comparing metrics and size fields in tests.
+
+#include "test_containers.h"
+
 #include <plexo/metrics.h>
 
-#include <algorithm>
+#include <bit>
 #include <cmath>
-#include <cstring>
-#include <initializer_list>
-#include <random>
+#include <cstdint>
+#include <limits>
+#include <numeric>
 
 namespace test_metrics {
 
-using namespace qv7::plexo;
+using namespace test;
 
-/// Reproducible on every platform: the distributions of the standard library are not.
-class generator {
-public:
-    explicit generator(unsigned int seed) : bits_(seed) {}
-    double uniform(double low, double high) {
-        return low + (high - low) * (static_cast<double>(bits_()) / 4294967296.0);
-    }
-    unsigned int below(unsigned int n) { return static_cast<unsigned int>(bits_() % n); }
+inline constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
+inline constexpr double INF = std::numeric_limits<double>::infinity();
+inline constexpr double LARGEST = std::numeric_limits<double>::max();
 
-private:
-    std::mt19937 bits_;
-};
-
-/// A rotation, in long double so that what is built from it is rounded once.
+using field_t = dense2D<double>;
+using edges_t = dense2D<unsigned int>;
 template <unsigned int N>
-struct rotation {
-    long double entry[N][N];
-};
+using metric = symmetric_fixed<double, N>;
+template <unsigned int N>
+using vector = vector_fixed<double, N>;
 
-inline rotation<2> random_rotation(generator& random, std::integral_constant<unsigned int, 2>) {
-    const long double angle = static_cast<long double>(random.uniform(0, 6.283185307179586));
-    return {{{std::cos(angle), -std::sin(angle)}, {std::sin(angle), std::cos(angle)}}};
+using dimensions =
+    testing::Types<std::integral_constant<unsigned int, 2>, std::integral_constant<unsigned int, 3>>;
+
+template <unsigned int N>
+vector<N> random_direction(dice& random) {
+    vector<N> v;
+    for (double& component : v) component = random.between(-1, 1);
+    return v;
 }
 
-inline rotation<3> random_rotation(generator& random, std::integral_constant<unsigned int, 3>) {
-    long double q[4], norm = 0;
-    do {
-        norm = 0;
-        for (long double& component : q) {
-            component = static_cast<long double>(random.uniform(-1, 1));
-            norm += component * component;
+template <unsigned int N>
+double dot(const vector<N>& a, const vector<N>& b) {
+    return std::inner_product(a.begin(), a.end(), b.begin(), 0.0);
+}
+
+template <unsigned int N>
+using rotation = matrix_fixed<double, N, N>;
+
+/// An orthogonal matrix: the product of two reflections.
+template <unsigned int N>
+rotation<N> random_rotation(dice& random) {
+    rotation<N> R{};
+    for (unsigned int i = 0; i < N; ++i) R(i, i) = 1;
+    for (int reflection = 0; reflection < 2; ++reflection) {
+        const vector<N> v = random_direction<N>(random);
+        for (unsigned int i = 0; i < N; ++i) {
+            double along = 0;
+            for (unsigned int j = 0; j < N; ++j) along += R(i, j) * v[j];
+            for (unsigned int j = 0; j < N; ++j) R(i, j) -= 2 * along / dot(v, v) * v[j];
         }
-    } while (norm < 0.01L || norm > 1);
-    const long double s = 2 / norm, w = q[0], x = q[1], y = q[2], z = q[3];
-    return {{{1 - s * (y * y + z * z), s * (x * y - z * w), s * (x * z + y * w)},
-             {s * (x * y + z * w), 1 - s * (x * x + z * z), s * (y * z - x * w)},
-             {s * (x * z - y * w), s * (y * z + x * w), 1 - s * (x * x + y * y)}}};
+    }
+    return R;
 }
 
-/// R·diag(values)·Rᵀ rounded to double.
+/// R·diag(values)·Rᵀ; of the three values, 2-D takes the first two.
 template <unsigned int N>
-symmetric_fixed<double, N> metric_with(const rotation<N>& R, const vector_fixed<double, N>& values) {
-    symmetric_fixed<double, N> M;
-    for (unsigned int i = 0; i < N; ++i) {
-        for (unsigned int j = i; j < N; ++j) {
-            long double sum = 0;
-            for (unsigned int k = 0; k < N; ++k) {
-                sum += static_cast<long double>(values[k]) * R.entry[i][k] * R.entry[j][k];
-            }
-            M(i, j) = static_cast<double>(sum);
+metric<N> metric_with(const rotation<N>& R, const vector<3>& values) {
+    metric<N> M{};
+    for (unsigned int j = 0; j < N; ++j) {
+        for (unsigned int i = 0; i <= j; ++i) {
+            for (unsigned int k = 0; k < N; ++k) M(i, j) += values[k] * R(i, k) * R(j, k);
         }
     }
     return M;
 }
 
-/// A metric with random axes and sizes spread evenly, in the logarithm, over [smallest, largest].
 template <unsigned int N>
-symmetric_fixed<double, N> random_metric(generator& random, double smallest, double largest) {
-    vector_fixed<double, N> values;
-    for (double& value : values) {
-        const double size = smallest * std::pow(largest / smallest, random.uniform(0, 1));
-        value = 1 / (size * size);
-    }
-    return metric_with(random_rotation(random, std::integral_constant<unsigned int, N>()), values);
+metric<N> diagonal(const vector<3>& values) {
+    metric<N> M{};
+    for (unsigned int i = 0; i < N; ++i) M(i, i) = values[i];
+    return M;
+}
+
+/// A size of random order of magnitude.
+inline double random_size(dice& random, double smallest, double largest) {
+    return smallest * std::pow(largest / smallest, random.between(0, 1));
+}
+
+template <unsigned int N>
+metric<N> random_metric(dice& random, double smallest, double largest) {
+    vector<3> values;
+    for (double& value : values) value = std::pow(random_size(random, smallest, largest), -2);
+    return metric_with(random_rotation<N>(random), values);
 }
 
 /// vᵀMv in long double.
 template <unsigned int N>
-long double form(const symmetric_fixed<double, N>& M, const vector_fixed<double, N>& v) {
+long double form(const metric<N>& M, const vector<N>& v) {
     long double sum = 0;
     for (unsigned int i = 0; i < N; ++i) {
-        for (unsigned int j = 0; j < N; ++j) {
-            sum += static_cast<long double>(M(i, j)) * static_cast<long double>(v[i]) *
-                   static_cast<long double>(v[j]);
-        }
+        for (unsigned int j = 0; j < N; ++j) sum += static_cast<long double>(M(i, j)) * v[i] * v[j];
     }
     return sum;
 }
 
-/// The largest absolute entry.
+/// The metric in a column of a field.
 template <unsigned int N>
-double norm(const symmetric_fixed<double, N>& M) {
-    double largest = 0;
-    for (unsigned int k = 0; k < M.size(); ++k) largest = std::max(largest, std::abs(M[k]));
-    return largest;
+metric<N> column(const field_t& field, unsigned int j) {
+    metric<N> M;
+    std::copy_n(field.col_data(j), M.size(), M.data());
+    return M;
 }
 
-inline dense1D<double, 16> vector_of(std::initializer_list<double> values) {
-    dense1D<double, 16> result;
-    for (const double value : values) result.push_back(value);
+/// The metrics of sizes.
+template <unsigned int N>
+field_t isotropic_metrics(const real_list& sizes) {
+    field_t metrics(5, 7, 3.0); // does not survive
+    if constexpr (N == 2) metrics_iso_to_aniso2d(sizes, metrics);
+    if constexpr (N == 3) metrics_iso_to_aniso3d(sizes, metrics);
+    return metrics;
+}
+
+template <typename Field>
+Field copy_of(const Field& field) {
+    Field result;
+    EXPECT_TRUE(result.copy(field));
     return result;
 }
 
-inline dense1D<unsigned int, 16> IDs_of(std::initializer_list<unsigned int> values) {
-    dense1D<unsigned int, 16> result;
-    for (const unsigned int value : values) result.push_back(value);
-    return result;
+/// The same size and bits, NaN included.
+template <typename Values>
+bool same_bits(const Values& a, const Values& b) {
+    const auto equal_bits = [](double x, double y) {
+        return std::bit_cast<std::uint64_t>(x) == std::bit_cast<std::uint64_t>(y);
+    };
+    return std::equal(a.data(), a.data() + a.size(), b.data(), b.data() + b.size(), equal_bits);
+}
+inline bool same_bits(const field_t& a, const field_t& b) {
+    return a.rows() == b.rows() && same_bits(entries(a), entries(b));
 }
 
-/// A matrix of the given rows from its columns one after another.
-template <typename T>
-dense2D<T> matrix_of(unsigned int rows, std::initializer_list<T> values) {
-    dense2D<T> result(rows, static_cast<unsigned int>(values.size()) / rows);
-    std::copy(values.begin(), values.end(), result.data());
-    return result;
-}
+/// Nodes in a box of the given side, with sizes and metrics from smallest to largest, and edges from a node
+/// to the nearest of some random candidates.
+template <unsigned int N>
+struct random_mesh {
+    field_t pos, metrics;
+    edges_t edges;
+    real_list sizes;
 
-/// The same matrix as a block of a larger one, whose other entries are `around`.
-template <typename T>
-dense2D<T> as_view(const dense2D<T>& source, T around) {
-    dense2D<T> block(source.rows() + 3, source.cols() + 2, around);
-    dense2D<T> view = block.sub_matrix(2, 1, source.rows(), source.cols());
-    for (unsigned int j = 0; j < source.cols(); ++j) {
-        std::copy_n(source.col_data(j), source.rows(), view.col_data(j));
+    random_mesh(unsigned int nodes, unsigned int edge_count, double side, double smallest, unsigned int seed,
+                unsigned int candidates = 10)
+        : pos(N, nodes), metrics(metric<N>().size(), nodes), edges(2, edge_count), sizes(nodes) {
+        dice random(seed);
+        for (unsigned int j = 0; j < nodes; ++j) {
+            for (unsigned int i = 0; i < N; ++i) pos(i, j) = random.between(0, side);
+            sizes[j] = random_size(random, smallest, 1);
+            const auto M = random_metric<N>(random, smallest, 1);
+            std::copy_n(M.data(), M.size(), metrics.col_data(j));
+        }
+        for (unsigned int e = 0; e < edge_count; ++e) {
+            const unsigned int a = edges(0, e) = random.below(nodes);
+            unsigned int& nearest = edges(1, e) = random.below(nodes);
+            for (unsigned int k = 1; k < candidates; ++k) {
+                const unsigned int b = random.below(nodes);
+                if (b != a && distance(a, b) < distance(a, nearest)) nearest = b;
+            }
+        }
     }
-    return view;
-}
 
-/// Same shape and same bits, NaN included.
-template <typename T>
-bool same_bits(const dense2D<T>& a, const dense2D<T>& b) {
-    if (a.rows() != b.rows() || a.cols() != b.cols()) return false;
-    for (unsigned int j = 0; j < a.cols(); ++j) {
-        if (std::memcmp(a.col_data(j), b.col_data(j), a.rows() * sizeof(T)) != 0) return false;
+    vector<N> edge_vector(unsigned int a, unsigned int b) const {
+        vector<N> v;
+        for (unsigned int i = 0; i < N; ++i) v[i] = pos(i, b) - pos(i, a);
+        return v;
     }
-    return true;
-}
-
-inline bool same_bits(const dense1D<double, 16>& a, const dense1D<double, 16>& b) {
-    return a.size() == b.size() &&
-           (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(double)) == 0);
-}
+    double distance(unsigned int a, unsigned int b) const {
+        const vector<N> v = edge_vector(a, b);
+        return std::sqrt(dot(v, v));
+    }
+};
 
 } // namespace test_metrics
