@@ -42,8 +42,9 @@ PLEXO_API bool eigen_pairs(const symmetric_fixed<double, 3>& M, vector_fixed<dou
 
 /// Solves M2·v = λ·M1·v: eigenvalues in ascending order and eigenvectors of unit Euclidean length as columns;
 /// they are orthogonal in M1 and in M2, not in the usual sense. Reduction by the Cholesky factor of M1 (Golub
-/// & Van Loan, Matrix Computations, 8.7). False when M1 is not positive definite or a matrix is not finite;
-/// in 3-D also when M2 is neither zero nor positive definite (its last pivot may be 0).
+/// & Van Loan, Matrix Computations, 8.7). False when M1 is not positive definite, where an infinite diagonal
+/// entry counts as positive, or M2 is not finite; in 3-D also when M2 is neither zero nor positive definite
+/// (its last pivot may be 0).
 PLEXO_API bool eigen_pairs(const symmetric_fixed<double, 2>& M1, const symmetric_fixed<double, 2>& M2,
                            vector_fixed<double, 2>& eigenvalues, matrix_fixed<double, 2, 2>& eigenvectors);
 PLEXO_API bool eigen_pairs(const symmetric_fixed<double, 3>& M1, const symmetric_fixed<double, 3>& M2,

@@ -45,9 +45,8 @@ void store_isotropic(double size, double* column) {
 
 template <unsigned int N>
 void convert_sizes(const dense1D<double, 16>& sizes, dense2D<double>& metrics) {
-    const dense1D<double, 16> source = sizes; // keeps the storage of sizes from being the one resized
-    if (!metrics.resize_for_overwrite(packed_size(N), source.size())) return;
-    for (unsigned int j = 0; j < source.size(); ++j) store_isotropic<N>(source[j], metrics.col_data(j));
+    if (!metrics.resize_for_overwrite(packed_size(N), sizes.size())) return;
+    for (unsigned int j = 0; j < sizes.size(); ++j) store_isotropic<N>(sizes[j], metrics.col_data(j));
 }
 
 bool are_frames_of(const dense2D<double>& frames, unsigned int n) {
@@ -113,11 +112,10 @@ int bound_metrics(dense2D<double>& metrics, double hmin, double hmax) {
 }
 
 int overwrite_invalid_metrics(dense1D<double, 16>& sizes, const dense1D<double, 16>& defaults) {
-    const dense1D<double, 16> source = defaults;
-    if (!detach(sizes, source)) return -199;
-    const unsigned int n = std::min(sizes.size(), source.size());
+    if (!detach(sizes, defaults)) return -199;
+    const unsigned int n = std::min(sizes.size(), defaults.size());
     double* size = sizes.data();
-    const double* fallback = source.data();
+    const double* fallback = defaults.data();
     for (unsigned int i = 0; i < n; ++i) {
         if (size[i] <= 0 && fallback[i] > 0) size[i] = fallback[i];
     }
@@ -129,12 +127,11 @@ int overwrite_invalid_metrics(dense2D<double>& metrics, const dense1D<double, 16
     const column_test is_valid = validity_test(metrics);
     if (!is_valid) return -1;
 
-    const dense1D<double, 16> source = defaults;
-    if (!detach(metrics, source)) return -199;
+    if (!detach(metrics, defaults)) return -199;
     const auto store = metrics.rows() == packed_size(2) ? store_isotropic<2> : store_isotropic<3>;
-    const unsigned int n = std::min(metrics.cols(), source.size());
+    const unsigned int n = std::min(metrics.cols(), defaults.size());
     for (unsigned int j = 0; j < n; ++j) {
-        if (source[j] > 0 && !is_valid(metrics.col_data(j))) store(source[j], metrics.col_data(j));
+        if (defaults[j] > 0 && !is_valid(metrics.col_data(j))) store(defaults[j], metrics.col_data(j));
     }
     return 0;
 }
@@ -145,12 +142,11 @@ int overwrite_invalid_metrics(dense2D<double>& metrics, const dense2D<double>& d
     if (!is_valid) return -1;
     if (metrics.rows() != defaults.rows()) return -2; // also when the defaults are no metrics
 
-    const dense2D<double> source = defaults;
-    if (!detach(metrics, source)) return -199;
-    const unsigned int n = std::min(metrics.cols(), source.cols());
+    if (!detach(metrics, defaults)) return -199;
+    const unsigned int n = std::min(metrics.cols(), defaults.cols());
     for (unsigned int j = 0; j < n; ++j) {
-        if (is_valid(metrics.col_data(j)) || !is_valid(source.col_data(j))) continue;
-        std::copy_n(source.col_data(j), metrics.rows(), metrics.col_data(j));
+        if (is_valid(metrics.col_data(j)) || !is_valid(defaults.col_data(j))) continue;
+        std::copy_n(defaults.col_data(j), metrics.rows(), metrics.col_data(j));
     }
     return 0;
 }
@@ -168,12 +164,11 @@ int metrics_iso_to_aniso2d(const dense1D<double, 16>& sizes, const dense2D<doubl
     const unsigned int n = sizes.size();
     if (n != 0 && !are_frames_of(frames, n)) return -2;
 
-    const dense1D<double, 16> source = sizes;
-    const dense2D<double> planes = frames;
+    const dense2D<double> planes = frames; // the output may be the frames
     if (!metrics.resize_for_overwrite(packed_size(2), n)) return -199;
     for (unsigned int j = 0; j < n; ++j) {
         symmetric_fixed<double, 2> M;
-        metric_iso_to_aniso2d(source[j], load_frame(planes.col_data(j)), M);
+        metric_iso_to_aniso2d(sizes[j], load_frame(planes.col_data(j)), M);
         store_metric(M, metrics.col_data(j));
     }
     return 0;
@@ -187,8 +182,7 @@ int metrics_aniso3d_to_aniso2d(const dense2D<double>& metrics3d, const dense2D<d
         if (!are_frames_of(frames, n)) return -2;
     }
 
-    const dense2D<double> source = metrics3d;
-    const dense2D<double> planes = frames;
+    const dense2D<double> source = metrics3d, planes = frames; // either may be the output
     if (!metrics2d.resize_for_overwrite(packed_size(2), source.empty() ? 0 : n)) return -199;
     for (unsigned int j = 0; j < metrics2d.cols(); ++j) {
         symmetric_fixed<double, 2> M;
