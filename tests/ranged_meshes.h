@@ -92,57 +92,82 @@ inline void expect_consistent(const ranged& m, int status, const std::string& te
     expect_mesh(m, elements_of(m), text);
 }
 
-/// Blocks of random types and properties; beside mixed solids none has more than eight rows.
-inline std::vector<element> random_blocks(std::mt19937& random) {
-    std::vector<int> types(1 + random() % 6);
-    for (int& type : types) type = int(random() % 21);
-    const bool low = std::count(types.begin(), types.end(), int(ELEM_SOLID_MIX)) != 0;
+struct block_list {
     matrices blocks;
-    for (int& type : types) {
+    std::vector<int> types;
+};
+
+/// Up to six blocks of random types; beside mixed solids none has more than eight rows.
+inline block_list random_blocks(std::mt19937& random) {
+    block_list list{{}, std::vector<int>(2 + random() % 5)};
+    for (int& type : list.types) type = int(random() % 21);
+    const bool low = std::count(list.types.begin(), list.types.end(), int(ELEM_SOLID_MIX)) != 0;
+    for (int& type : list.types) {
         if (low && NODES_PER_ELEMENT[type] > 8) type = ELEM_HEXA8;
-        const auto cols = unsigned(1 + random() % 5), nodes = random() % 2 ? 100 : NO_ID;
-        blocks.push_back(random_elements(element_type(type), cols, nodes, random));
-        if (blocks.back().empty())
-            blocks.back() = dense2D<unsigned int>(1, cols, NO_ID); // types without nodes
+        const auto cols = unsigned(random() % 5), nodes = random() % 2 ? 100 : NO_ID;
+        const dense2D<unsigned int> block = random_elements(element_type(type), cols, nodes, random);
+        list.blocks.push_back(block.rows() != 0 ? block : dense2D<unsigned int>(1, cols, NO_ID));
     }
-    std::vector<element> elements = elements_of(blocks, types);
-    for (element& e : elements) e.property = random() % 3 ? unsigned(random() % 10) : unsigned(random());
-    return elements;
+    return list;
 }
 
 /// What %.6g leaves of every entry.
 inline dense2D<double> as_printed(const dense2D<double>& m) {
-    dense2D<double> rounded(m.rows(), m.cols());
-    for (unsigned int j = 0; j < m.cols(); ++j) {
-        for (unsigned int i = 0; i < m.rows(); ++i) {
-            char text[40];
-            std::snprintf(text, sizeof text, "%.6g", m(i, j));
-            rounded(i, j) = std::strtod(text, nullptr);
-        }
+    std::vector<double> rounded;
+    for (const double x : entries(m)) {
+        char text[40];
+        std::snprintf(text, sizeof text, "%.6g", x);
+        rounded.push_back(std::strtod(text, nullptr));
     }
-    return rounded;
+    return matrix_of(m.rows(), rounded);
+}
+
+/// The short forms of a writer, matrices of different heights side by side. Elements have the properties 1
+/// and 2 of their blocks or, `one_by_one`, of their own, where only as many elements as blocks will do.
+template <typename Output, typename Literal>
+void expect_short_forms(Output output, Literal literal_file, const dense2D<double>& pos,
+                        const block_list& list, bool one_by_one) {
+    const matrices& all = list.blocks;
+    const element_type types[] = {element_type(list.types[0]), element_type(list.types[1])};
+    for (const matrices& blocks : {matrices{all[0]}, matrices{all[0], all[1]}}) {
+        const auto write_short = [&](const char* path) {
+            return blocks.size() == 1 ? output(path, pos, all[0], types[0])
+                                      : output(path, pos, all[0], all[1], types[0], types[1]);
+        };
+        std::vector<element> elements = elements_of(blocks, list.types);
+        for (unsigned int j = 0; j < elements.size(); ++j)
+            elements[j].property = 1 + (one_by_one ? j : elements[j].block);
+        const bool nothing = elements.empty();
+        const int status = one_by_one && !nothing && elements.size() != blocks.size() ? -6 : 0;
+        const temporary_file file("before");
+        ASSERT_EQ(write_short(file.path()), status);
+        ASSERT_EQ(file.content(), nothing || status != 0 ? "" : literal_file(pos, elements));
+        ASSERT_EQ(write_short(NO_SUCH_DIRECTORY), nothing ? 0 : -1);
+        if (!temporary_file::can_fill_disk()) continue;
+        ASSERT_EQ(write_short("/dev/full"), nothing || status != 0 ? status : -1);
+    }
 }
 
 /// Random meshes, views among them, under a foreign locale: the writer's files are the literal ones, and the
-/// reader finds in them the elements that `carried` says, by all of its forms.
-template <typename Output, typename Input, typename Literal, typename Carried>
-void expect_literal_round_trips(Output output, Input input, Literal literal_file, Carried carried) {
+/// reader finds in them the elements that `carry` says, by all of its forms.
+template <typename Output, typename Input, typename Literal, typename Carry>
+void expect_literal_round_trips(Output output, Input input, Literal literal_file, Carry carry,
+                                bool properties_one_by_one) {
     std::mt19937 random(1);
     const temporary_file file("before");
     for (int round = 0; round < 500; ++round) {
-        const dense2D<double> pos = random_nodes(3, 1 + unsigned(random() % 30), random);
-        const std::vector<element> elements = random_blocks(random);
-        ranged m = ranged_of(pos, elements);
-        if (round % 2) {
-            m.pos = as_view(pos);
-            m.connect = as_view(m.connect);
-        }
-        ranged back = m; // shares storage, which stays as it is
-        std::vector<element> expected;
-        for (const element& e : elements) carried(e, expected);
+        const auto view_or_not = [&](const auto& m) { return m.empty() || round % 2 ? m : as_view(m); };
+        const dense2D<double> pos = view_or_not(random_nodes(3, 1 + unsigned(random() % 30), random));
+        block_list list = random_blocks(random);
+        std::vector<element> elements = elements_of(list.blocks, list.types), expected;
+        for (element& e : elements) e.property = random() % 3 ? unsigned(random() % 10) : unsigned(random());
+        for (const element& e : elements) carry(e, expected);
         const auto count = int(expected.size());
-        const std::string literal = literal_file(pos, elements);
-        const dense2D<double> printed = as_printed(pos);
+        ranged m = ranged_of(pos, elements);
+        m.connect = view_or_not(m.connect);
+        ranged back = m; // shares storage, which stays as it is
+        const std::string literal = elements.empty() ? "" : literal_file(pos, elements);
+        const dense2D<double> printed = elements.empty() ? dense2D<double>() : as_printed(pos);
         {
             const comma_locale here;
             ASSERT_EQ(write(output, file.path(), m), 0);
@@ -167,41 +192,9 @@ void expect_literal_round_trips(Output output, Input input, Literal literal_file
         expect_block(0, one, type);
         expect_block(0, first, first_type);
         expect_block(1, second, second_type);
-    }
-}
 
-/// The short forms of a writer, matrices of different heights side by side. Elements have the properties 1
-/// and 2 of their blocks or, `one_by_one`, of their own, where only as many elements as blocks will do.
-template <typename Output, typename Literal>
-void expect_short_forms(Output output, Literal literal_file, bool one_by_one) {
-    static constexpr element_type TYPES[] = {ELEM_EDGE2, ELEM_TRIA3, ELEM_FACE_MIX,
-                                             ELEM_TRIA6, ELEM_HEXA8, ELEM_SOLID_MIX};
-    std::mt19937 random(1);
-    for (int round = 0; round < 200; ++round) {
-        const dense2D<double> pos = random_nodes(3, 5, random);
-        const element_type types[] = {TYPES[random() % 6], TYPES[random() % 6]};
-        matrices all;
-        for (const element_type type : types) {
-            const dense2D<unsigned int> block = random_elements(type, unsigned(random() % 3), 100, random);
-            all.push_back(block.empty() || round % 2 ? block : as_view(block));
-        }
-        for (const matrices& blocks : {matrices{all[0]}, all}) {
-            const auto write_short = [&](const char* path) {
-                return blocks.size() == 1 ? output(path, pos, all[0], types[0])
-                                          : output(path, pos, all[0], all[1], types[0], types[1]);
-            };
-            std::vector<element> elements = elements_of(blocks, {types[0], types[1]});
-            for (unsigned int j = 0; j < elements.size(); ++j)
-                elements[j].property = 1 + (one_by_one ? j : elements[j].block);
-            const bool nothing = elements.empty();
-            const int status = one_by_one && !nothing && elements.size() != blocks.size() ? -6 : 0;
-            const temporary_file file("before");
-            ASSERT_EQ(write_short(file.path()), status);
-            ASSERT_EQ(file.content(), nothing || status != 0 ? "" : literal_file(pos, elements));
-            ASSERT_EQ(write_short(NO_SUCH_DIRECTORY), nothing ? 0 : -1);
-            if (!temporary_file::can_fill_disk()) continue;
-            ASSERT_EQ(write_short("/dev/full"), nothing || status != 0 ? status : -1);
-        }
+        for (dense2D<unsigned int>& block : list.blocks) block = view_or_not(block);
+        expect_short_forms(output, literal_file, pos, list, properties_one_by_one);
     }
 }
 
