@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstring>
 #include <initializer_list>
 #include <random>
 #include <vector>
@@ -53,13 +54,31 @@ dense2D<T> filled(unsigned int rows, unsigned int cols, Next next) {
     return matrix;
 }
 
+/// A deep copy of a matrix in the middle of a larger block, so that ld() > rows(), whose other entries are
+/// `frame`; it tells whether any of those was written.
+template <typename T>
+struct framed {
+    explicit framed(const dense2D<T>& source, T frame_value = T(77))
+        : frame(frame_value),
+          block(source.rows() + 3, source.cols() + 2, frame),
+          view(block.sub_matrix(1, 1, source.rows(), source.cols())) {
+        for (unsigned int j = 0; j < view.cols(); ++j)
+            std::copy_n(source.col_data(j), view.rows(), view.col_data(j));
+    }
+
+    bool frame_intact() const {
+        const framed fresh(block.sub_matrix(1, 1, block.rows() - 3, block.cols() - 2), frame);
+        return std::memcmp(block.data(), fresh.block.data(), block.size() * sizeof(T)) == 0;
+    }
+
+    T frame;
+    dense2D<T> block, view;
+};
+
 /// A view with ld() > rows() inside a larger block, whose own entries are `frame`; equal to m otherwise.
 template <typename T>
 dense2D<T> as_view(const dense2D<T>& m, T frame = T(77)) {
-    dense2D<T> block(m.rows() + 3, m.cols() + 2, frame);
-    dense2D<T> view = block.sub_matrix(1, 1, m.rows(), m.cols());
-    for (unsigned int j = 0; j < m.cols(); ++j) std::copy_n(m.col_data(j), m.rows(), view.col_data(j));
-    return view;
+    return framed<T>(m, frame).view;
 }
 
 /// All entries, column by column.
@@ -80,36 +99,6 @@ template <typename T>
 bool same(const dense2D<T>& a, const dense2D<T>& b) {
     return a.rows() == b.rows() && a.cols() == b.cols() && entries(a) == entries(b);
 }
-
-/// A deep copy of a matrix in the middle of a larger block, which tells whether anything around was written.
-template <typename T>
-struct framed {
-    explicit framed(const dense2D<T>& source, T frame_value = T(77))
-        : frame(frame_value),
-          view(as_view(source, frame_value)),
-          rows(source.rows()),
-          cols(source.cols()),
-          corner(view) {}
-
-    bool frame_intact() const {
-        if (rows == 0 || cols == 0) return true; // the view does not tell where its block lies
-        const T* const block = corner.data() - corner.ld() - 1;
-        for (unsigned int j = 0; j < cols + 2; ++j) {
-            for (unsigned int i = 0; i < rows + 3; ++i) {
-                const bool inside = i >= 1 && i <= rows && j >= 1 && j <= cols;
-                if (!inside && !(block[std::size_t(j) * corner.ld() + i] == frame)) return false;
-            }
-        }
-        return true;
-    }
-
-    T frame;
-    dense2D<T> view;
-
-private:
-    unsigned int rows, cols;
-    dense2D<T> corner; // keeps the block and its shape whatever happens to the view
-};
 
 /// Repeatable random numbers.
 class dice {
