@@ -3,6 +3,7 @@
 #include "growth.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace qv7::math1 {
 
@@ -66,13 +67,13 @@ bool dense1D<T, A>::copy(const dense1D& source) noexcept {
 
 template <typename T, unsigned int A>
 dense1D<T, A> dense1D<T, A>::sub_vector(unsigned int start, unsigned int n) noexcept {
-    start = std::min(start, size_);
-    return dense1D(storage_, std::min(n, size_ - start), offset_ + start);
+    return std::as_const(*this).sub_vector(start, n);
 }
 
 template <typename T, unsigned int A>
 const dense1D<T, A> dense1D<T, A>::sub_vector(unsigned int start, unsigned int n) const noexcept {
-    return const_cast<dense1D&>(*this).sub_vector(start, n);
+    start = std::min(start, size_);
+    return dense1D(storage_, std::min(n, size_ - start), offset_ + start);
 }
 
 template <typename T, unsigned int A>

@@ -3,6 +3,7 @@
 #include "growth.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace qv7::math1 {
 
@@ -19,15 +20,14 @@ bool dense2D<T>::resize(unsigned int rows, unsigned int cols, T value) noexcept 
         set_shape(rows, cols);
         return true;
     }
-    if (rows <= rows_ &&
-        cols <= cols_) { // shrinking leaves the storage, and so the leading dimension, as it is
+    if (rows <= rows_ && cols <= cols_) { // the entries that stay, stay where they are: ld() is kept
         rows_ = rows;
         cols_ = cols;
         size_ = static_cast<unsigned int>(n);
         return true;
     }
     const unsigned int kept_rows = std::min(rows, rows_);
-    const unsigned int kept_cols = size_ == 0 ? 0 : std::min(cols, cols_);
+    const unsigned int kept_cols = std::min(cols, cols_);
     const bool appends_columns = size_ == 0 || (rows == rows_ && contiguous());
     if (appends_columns && has_own_room_for(n)) {
         set_shape(rows, cols);
@@ -92,13 +92,21 @@ bool dense2D<T>::copy(const dense2D& source) noexcept {
 
 template <typename T>
 dense2D<T> dense2D<T>::sub_matrix(unsigned int i, unsigned int j, unsigned int m, unsigned int n) noexcept {
-    return block_view(i, j, m, n);
+    return std::as_const(*this).sub_matrix(i, j, m, n);
 }
 
 template <typename T>
 const dense2D<T> dense2D<T>::sub_matrix(unsigned int i, unsigned int j, unsigned int m,
                                         unsigned int n) const noexcept {
-    return block_view(i, j, m, n);
+    i = std::min(i, rows_);
+    j = std::min(j, cols_);
+    dense2D view(*this);
+    view.rows_ = std::min(m, rows_ - i);
+    view.cols_ = std::min(n, cols_ - j);
+    view.size_ = view.rows_ * view.cols_;
+    // An empty block may start at the end of the matrix, where an offset need not fit 32 bits.
+    if (view.size_ != 0) view.offset_ += j * ld_ + i;
+    return view;
 }
 
 template <typename T>
@@ -109,20 +117,6 @@ const dense1D<T, 16> dense2D<T>::as_vector() const noexcept {
 template <typename T>
 void dense2D<T>::clear() noexcept {
     set_shape(0, 0);
-}
-
-template <typename T>
-dense2D<T> dense2D<T>::block_view(unsigned int i, unsigned int j, unsigned int m,
-                                  unsigned int n) const noexcept {
-    i = std::min(i, rows_);
-    j = std::min(j, cols_);
-    dense2D view(*this);
-    view.rows_ = std::min(m, rows_ - i);
-    view.cols_ = std::min(n, cols_ - j);
-    view.size_ = view.rows_ * view.cols_;
-    // An empty block may start at the end of the matrix, where an offset need not fit 32 bits.
-    view.offset_ = view.size_ == 0 ? offset_ : offset_ + j * ld_ + i;
-    return view;
 }
 
 /// Contiguous, in the storage at hand.

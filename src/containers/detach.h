@@ -8,11 +8,7 @@ namespace qv7::plexo {
 /// when it cannot be had.
 template <typename Output, typename Input>
 [[nodiscard]] bool detach(Output& output, const Input& input) {
-    if (!overlap(output, input)) return true;
-    Output own;
-    if (!own.copy(output)) return false;
-    output = own;
-    return true;
+    return !overlap(output, input) || output.copy(output); // a copy of itself moves to storage of its own
 }
 
 } // namespace qv7::plexo

@@ -123,19 +123,17 @@ int get_IDs(const dense1D<unsigned int, 16>& A, const dense1D<unsigned int, 16>&
 
 int get_IDs(const dense2D<unsigned int>& A, const dense2D<unsigned int>& B, dense1D<unsigned int, 16>& B_in_A,
             dense1D<unsigned int, 16>& A_in_B, bool oriented) {
-    const dense2D<unsigned int> a = A; // shared views: an output may share the storage of a matrix
-    const dense2D<unsigned int> b = B;
     B_in_A.clear();
     A_in_B.clear();
-    if (a.rows() != b.rows()) return -2;
-    fill_absent(B_in_A, b.cols());
-    fill_absent(A_in_B, a.cols());
+    if (A.rows() != B.rows()) return -2;
+    fill_absent(B_in_A, B.cols());
+    fill_absent(A_in_B, A.cols());
 
-    const column_table columns_of_A(a, oriented);
+    const column_table columns_of_A(A, oriented);
     scratch<unsigned int> form;
-    if (!form.allocate(b.rows())) throw std::bad_alloc();
-    for (unsigned int j = 0; j < b.cols(); ++j) {
-        write_form(b.col_data(j), b.rows(), oriented, form.data());
+    if (!form.allocate(B.rows())) throw std::bad_alloc();
+    for (unsigned int j = 0; j < B.cols(); ++j) {
+        write_form(B.col_data(j), B.rows(), oriented, form.data());
         const unsigned int i = columns_of_A.find(form.data());
         if (i == NO_ID) continue;
         B_in_A[j] = i;

@@ -1,5 +1,6 @@
 #include <plexo/ids.h>
 
+#include "containers/detach.h"
 #include "containers/runs.h"
 
 #include <algorithm>
@@ -74,13 +75,13 @@ int shift_indices(dense2D<unsigned int>& connectivity, int shift, element_type t
 
 void change_indices(dense1D<unsigned int, 16>& ids, const dense1D<unsigned int, 16>& new_IDs) {
     const dense1D<unsigned int, 16> table = new_IDs;
-    if (overlap(ids, table) && !ids.copy(ids)) return;
+    if (!detach(ids, table)) return;
     renumber_run(ids.data(), ids.size(), table.data(), table.size());
 }
 
 void change_indices(dense2D<unsigned int>& connectivity, const dense1D<unsigned int, 16>& new_IDs) {
     const dense1D<unsigned int, 16> table = new_IDs;
-    if (connectivity.empty() || (overlap(connectivity, table) && !connectivity.copy(connectivity))) return;
+    if (connectivity.empty() || !detach(connectivity, table)) return;
     all_runs(connectivity, [&](unsigned int* ids, std::size_t n) {
         renumber_run(ids, n, table.data(), table.size());
         return true;

@@ -69,10 +69,10 @@ bool append_unique_IDs(dense1D<unsigned int, 16>& out, const dense2D<unsigned in
     if (total.entries == 0) return true;
     id_set seen;
     if (!seen.prepare(total.entries, total.largest)) return false;
-    const std::uint64_t hint = std::min<std::uint64_t>(out.size() + total.columns, NO_ID);
-    // Every ID may be new only up to the largest one, so the hint never asks for more than that many entries.
-    const std::uint64_t most = std::min<std::uint64_t>(hint, std::uint64_t(out.size()) + total.largest + 1);
-    if (!out.reserve(out.size(), static_cast<unsigned int>(most))) return false;
+    // About one new node to an element, as in a surface, but never more than there are IDs.
+    const std::uint64_t likely = std::min(total.columns, std::uint64_t(total.largest) + 1);
+    const std::uint64_t room = std::min<std::uint64_t>(out.size() + likely, NO_ID);
+    if (!out.reserve(out.size(), static_cast<unsigned int>(room))) return false;
     return visit_unique(seen, first, last, [&out](unsigned int id) { return out.push_back(id); });
 }
 

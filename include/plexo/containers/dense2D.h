@@ -2,6 +2,8 @@
 
 #include <plexo/containers/dense1D.h>
 
+#include <utility>
+
 namespace qv7::math1 {
 
 /// A column-major matrix that views reference-counted storage: entry (i, j) lies ld() · j + i entries behind
@@ -56,8 +58,10 @@ public:
     void shallow_copy(const dense2D& source) noexcept { *this = source; }
 
     /// A view of column j, sharing storage.
-    dense1D<T, 16> col(unsigned int j) noexcept { return column_view(j); }
-    const dense1D<T, 16> col(unsigned int j) const noexcept { return column_view(j); }
+    dense1D<T, 16> col(unsigned int j) noexcept { return std::as_const(*this).col(j); }
+    const dense1D<T, 16> col(unsigned int j) const noexcept {
+        return dense1D<T, 16>(storage_, rows_, offset_ + j * ld_);
+    }
     /// A view of the m×n block at (i, j), sharing storage; clipped to the matrix.
     dense2D sub_matrix(unsigned int i, unsigned int j, unsigned int m, unsigned int n) noexcept;
     const dense2D sub_matrix(unsigned int i, unsigned int j, unsigned int m, unsigned int n) const noexcept;
@@ -70,10 +74,6 @@ public:
 private:
     using block = vector_num<T, 16>;
 
-    dense1D<T, 16> column_view(unsigned int j) const noexcept {
-        return dense1D<T, 16>(storage_, rows_, offset_ + j * ld_);
-    }
-    dense2D block_view(unsigned int i, unsigned int j, unsigned int m, unsigned int n) const noexcept;
     void set_shape(unsigned int rows, unsigned int cols) noexcept;
     bool has_own_room_for(std::size_t n) const noexcept {
         return storage_ && offset_ + n <= storage_->capacity() && storage_->exclusively_held();
