@@ -32,7 +32,7 @@ TEST(Geometry, ChecksInOrderAndChangesNothingWhenItFails) {
     const auto expect_same_data = [&](int result, int code) {
         EXPECT_EQ(result, code) << "call " << calls;
         ++calls;
-        EXPECT_TRUE(test::same(pos, real_matrix(2, {1, 0, 2, 0})) && tall.rows() == 4 && none.cols() == 0);
+        EXPECT_TRUE(test::same(pos, real_matrix(2, {1, 0, 2, 0})) && no_rows.cols() == 3);
         EXPECT_TRUE(test::same(m[0], id_matrix(2, {0, 1})) && test::same(m[1], id_matrix(2, {NO_ID, 2})));
         EXPECT_TRUE(test::same(out, id_matrix(3, {7, 8, 9})));
     };
@@ -65,19 +65,20 @@ TEST(Geometry, ChecksInOrderAndChangesNothingWhenItFails) {
     expect(merge(pos, new_IDs, -1), -3);
 
     expect(simplify(pos, m + 3, m, new_IDs, 9), -3);
-    expect(simplify(none, m + 1, m + 1, new_IDs, 9), 0);
+    expect(simplify(pos, m + 1, m + 1, new_IDs, 0), 0);
     expect(simplify(pos, m, m + 3, new_IDs, 9), -2);
     expect(simplify(none, m[0], new_IDs, 9), -2);
     expect(simplify(none, m[2], new_IDs, 0), 0);
+    expect(simplify(no_rows, m[0], new_IDs, 0), 0);
     expect(simplify(pos, m[0], new_IDs, 2), 0);
 
     const vec3 zero{0, 0, 0}, along_z{0, 0, 1};
-    const unsigned int many = 0xFFFFFFFEu;
+    const unsigned int many = 0x80000001u; // twice that is 2 in 32 bits
     expect_same_data(copy_mesh(none, out, bad), -2);
     expect_same_data(copy_mesh(pos, out, along_z, zero, zero, 0, bad), 0);
     expect_same_data(copy_mesh(pos, out, along_z, zero, zero, many, bad), -2);
-    expect_same_data(copy_mesh(pos, out, zero, zero, zero, many, good), -199);
-    expect_same_data(copy_mesh(pos, out, vec2{0, 0}, vec2{0, 0}, 0, 0x60000000u, good), -199);
+    expect_same_data(copy_mesh(pos, out, zero, zero, zero, many, id_matrix(2, {0, 1, 1, 0})), -199);
+    expect_same_data(copy_mesh(pos, out, vec2{0, 0}, vec2{0, 0}, 0, 0x50000000u, good), -199);
     expect_same_data(copy_sym_mesh(none, out, zero, zero, bad), 0);
     expect_same_data(copy_sym_mesh(pos, out, zero, vec3{0, NOT_A_NUMBER, 1}, bad), -4);
     expect_same_data(copy_sym_mesh(pos, out, zero, along_z, bad), -2);

@@ -140,15 +140,17 @@ struct random_input : test::dice {
 
 /// Merges all nodes by their coordinates, with and without the table.
 void expect_moved(const dense2D<double>& pos, double tol, int merged, const list& new_IDs) {
-    dense2D<double> moved = pos, also = pos;
+    dense2D<double> moved = pos, also = pos, given;
+    ASSERT_TRUE(given.copy(pos));
     id_list table = test::ids({7, 7});
     ASSERT_EQ(merge(moved, table, tol), merged);
     ASSERT_EQ(merge(also, tol), merged);
     ASSERT_EQ(entries(table), new_IDs);
-    for (unsigned int j = 0; j < pos.cols(); ++j) { // pos itself keeps its coordinates
+    for (unsigned int j = 0; j < pos.cols(); ++j) {
         const std::size_t bytes = pos.rows() * sizeof(double);
-        ASSERT_EQ(std::memcmp(moved.col_data(j), pos.col_data(new_IDs[j]), bytes), 0);
-        ASSERT_EQ(std::memcmp(also.col_data(j), pos.col_data(new_IDs[j]), bytes), 0);
+        ASSERT_EQ(std::memcmp(moved.col_data(j), given.col_data(new_IDs[j]), bytes), 0);
+        ASSERT_EQ(std::memcmp(also.col_data(j), given.col_data(new_IDs[j]), bytes), 0);
+        ASSERT_EQ(std::memcmp(pos.col_data(j), given.col_data(j), bytes), 0); // other holders keep theirs
     }
 }
 
