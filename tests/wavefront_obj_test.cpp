@@ -3,7 +3,7 @@
 #include <plexo/ids.h>
 #include <plexo/io.h>
 
-#include "limited_memory.h"
+#include "limited_blocks.h"
 #include "literal_text.h"
 #include "test_containers.h"
 #include "test_elements.h"
@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include <bit>
+#include <climits>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -293,16 +294,21 @@ TEST(WavefrontOBJ_input, turns_a_face_of_any_length_into_a_fan_unless_its_line_i
     EXPECT_TRUE(s.empty());
 }
 
-TEST(WavefrontOBJ_input, survives_without_memory) {
-    std::string text;
-    for (int k = 0; k < 3000000; ++k) text += "v 1 2\n";
-    const temporary_file file(text);
-    text = std::string();
-    expect_survives_without_memory([&file] {
-        const rlimit limit{std::size_t(64) << 20, std::size_t(64) << 20};
-        surface s;
-        return setrlimit(RLIMIT_AS, &limit) == 0 && read(file.path(), s) == -199 && s.empty();
-    });
+TEST(WavefrontOBJ_input, gives_nothing_when_any_block_cannot_be_had) {
+    std::mt19937 random(2);
+    const surface before = sample();
+    surface large = before;
+    large.pos = random_nodes(3, 3000, random);
+    const temporary_file file(literal_file(large));
+    int result = -199;
+    for (unsigned int blocks = 0; result == -199; ++blocks) {
+        surface s = before;
+        blocks_left = blocks;
+        result = read(file.path(), s);
+        blocks_left = UINT_MAX;
+        EXPECT_EQ(s.empty(), result == -199) << blocks;
+    }
+    EXPECT_EQ(result, 0);
 }
 
 } // namespace
