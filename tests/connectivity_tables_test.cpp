@@ -101,7 +101,7 @@ TEST(SortElfes, IsAStableSortByTheNodesOfTheColumns) {
 
         const id_vector before = entries(connectM);
         auto sorted = connectM;
-        id_list new_IDs(4, 1);
+        id_list new_IDs = connectM.contiguous() ? id_list(connectM.as_vector()) : ids({1, 1});
         ASSERT_EQ(sort_elfes(sorted, new_IDs), 0);
         ASSERT_EQ(sorted.rows(), connectM.rows());
         ASSERT_EQ(sorted.cols(), connectM.cols());
