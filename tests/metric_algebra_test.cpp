@@ -337,37 +337,6 @@ TYPED_TEST(MetricAlgebra, PairsKnownAndRefused) {
     EXPECT_TRUE(values[0] == 0 && values[N - 1] == 0);
 }
 
-TYPED_TEST(MetricAlgebra, SizesBecomeIsotropicMetrics) {
-    constexpr unsigned int N = TypeParam::value;
-    for (const double size : {0.0, -1.0, NaN, -INF, INF, 0.5}) {
-        auto M = diagonal<N>({7, 7, 7});
-        metric_iso_to_aniso(size, M);
-        const double expected = size == 0.5 ? 4 : 0;
-        EXPECT_TRUE(same_bits(M, diagonal<N>({expected, expected, expected}))) << size;
-    }
-}
-
-TEST(PlaneMetric, IsTheRestrictionToTheFrame) {
-    dice random(37);
-    const matrix_fixed<double, 3, 2> F{0.5, -1, 2, 3, 0.25, -1}; // not orthonormal
-    const auto M3 = random_metric<3>(random, 0.5, 2);
-    metric<2> M, of_size;
-    metric_aniso3d_to_aniso2d(M3, F, M);
-    metric_iso_to_aniso2d(0.5, F, of_size);
-    for (int repeat = 0; repeat < 20; ++repeat) {
-        const vector<2> x = random_direction<2>(random);
-        vector<3> v;
-        for (unsigned int i = 0; i < 3; ++i) v[i] = x[0] * F(i, 0) + x[1] * F(i, 1);
-        EXPECT_NEAR(double(form(M, x)), double(form(M3, v)), 1e-12);
-        EXPECT_NEAR(double(form(of_size, x)), 4 * dot(v, v), 1e-12);
-    }
-    for (const double size : {0.0, -2.0, NaN, INF}) {
-        of_size = 7;
-        metric_iso_to_aniso2d(size, F, of_size);
-        EXPECT_TRUE(same_bits(of_size, {0, 0, 0})) << size;
-    }
-}
-
 TEST(EdgeLength, LogarithmicMeanMatchesLongDouble) {
     dice random(43);
     for (int repeat = 0; repeat < 2000; ++repeat) {

@@ -23,25 +23,26 @@ TYPED_TEST(SizeShock, IsTheLargestOfTheLiteralFormulaAtEachNode) {
         };
         const vector<N> v = mesh.edge_vector(a, b);
         const double d = mesh.distance(a, b);
-        if (a == b) continue;
+        if (a == b || a >= 60 || b >= 60) continue;
         raise(expected_of_sizes, mesh.sizes[a] / d, mesh.sizes[b] / d);
         raise(expected_of_metrics, 1 / std::sqrt(double(form(column<N>(mesh.metrics, a), v))),
               1 / std::sqrt(double(form(column<N>(mesh.metrics, b), v))));
     }
     const field_t pos = as_view(mesh.pos, NaN);
     const edges_t edges = as_view(mesh.edges, NO_ID);
-    ASSERT_EQ(H_shock(pos, edges, mesh.sizes, of_sizes), 0);
-    ASSERT_EQ(H_shock(pos, edges, as_view(mesh.metrics, NaN), of_metrics), 0);
+    const field_t metrics = as_view(mesh.metrics, NaN); // nodes behind what is given have none
+    ASSERT_EQ(H_shock(pos, edges, mesh.sizes.sub_vector(0, 60), of_sizes), 0);
+    ASSERT_EQ(H_shock(pos, edges, metrics.sub_matrix(0, 0, metrics.rows(), 60), of_metrics), 0);
     ASSERT_EQ(of_sizes.size(), 70u);
     for (unsigned int j = 0; j < 70; ++j) {
         EXPECT_NEAR(of_sizes[j], expected_of_sizes[j], 1e-11 * (1 + expected_of_sizes[j]));
         EXPECT_NEAR(of_metrics[j], expected_of_metrics[j], 1e-10 * (1 + expected_of_metrics[j]));
     }
-    real_list sizes = copy_of(mesh.sizes);
+    real_list sizes = copy_of(mesh.sizes).sub_vector(0, 60);
     const real_list shared = sizes;
     ASSERT_EQ(H_shock(mesh.pos, mesh.edges, sizes, sizes), 0); // the output is an input
     EXPECT_TRUE(same_bits(sizes, of_sizes));
-    EXPECT_TRUE(same_bits(shared, mesh.sizes));
+    EXPECT_TRUE(same_bits(shared, mesh.sizes.sub_vector(0, 60)));
 }
 
 TEST(ShockOfAnEdge, KeepsItsDigitsAndIsZeroWhereThereIsNone) {
@@ -85,21 +86,11 @@ TEST(ShockOfAnEdge, KeepsItsDigitsAndIsZeroWhereThereIsNone) {
     }
 }
 
-TEST(SizeShockOfNodes, WithoutSizeOrMetricIsZero) {
-    const field_t pos = real_matrix(2, {0, 0, 1, 0, 2, 0});
-    const edges_t edges = id_matrix(2, {0, 1, 1, 2});
+TEST(ShockOfPlaneMetrics, IsZeroInSpace) {
+    const field_t pos = real_matrix(3, {0, 0, 0, 1, 1, 1, 2, 2, 2});
+    const field_t metrics = real_matrix(3, {1, 0, 1, 1, 0, 4, 9, 0, 9, 8, 0, 1, 1, 0, 4, 9, 0, 9});
     real_list shocks;
-    ASSERT_EQ(H_shock(pos, edges, reals({1, 2, 9}).sub_vector(0, 2), shocks), 0);
-    EXPECT_DOUBLE_EQ(shocks[1], std::expm1(1.0));
-    EXPECT_EQ(shocks[2], 0);
-    ASSERT_EQ(
-        H_shock(pos, edges, real_matrix(3, {1, 0, 1, 0.25, 0, 4, 9, 0, 9}).sub_matrix(0, 0, 3, 2), shocks),
-        0);
-    EXPECT_DOUBLE_EQ(shocks[1], std::expm1(1.0));
-    EXPECT_EQ(shocks[2], 0);
-    const field_t flat_metrics =
-        real_matrix(3, {1, 0, 1, 1, 0, 4, 9, 0, 9, 8, 0, 1, 1, 0, 4, 9, 0, 9}); // in 3-D
-    ASSERT_EQ(H_shock(real_matrix(3, {0, 0, 0, 1, 1, 1, 2, 2, 2}), edges, flat_metrics, shocks), 0);
+    ASSERT_EQ(H_shock(pos, id_matrix(2, {0, 1, 1, 2}), metrics, shocks), 0);
     EXPECT_TRUE(shocks == reals({0, 0, 0}));
 }
 
