@@ -109,8 +109,8 @@ void expect_renumbered(Target target, const id_list& table, bool in_place) {
 TEST(ChangeIndices, ReadsTheTableAsItWasAndWritesInPlaceUnlessTheyShare) {
     dice random(3);
     for (int round = 0; round < 100; ++round) {
-        dense2D<unsigned int> block(4, 5);
-        for (unsigned int k = 0; k < 20; ++k) block.data()[k] = random.one_in(5) ? NO_ID : random.below(22);
+        const auto some_ID = [&random] { return random.one_in(5) ? NO_ID : random.below(22); };
+        auto block = filled<unsigned int>(4, 5, some_ID);
         const id_list apart = list_of(random_IDs(random, random.below(22)));
         for (const id_list& table : {apart, block.col(3), block.as_vector()}) {
             framed<unsigned int> view(block);
@@ -221,18 +221,14 @@ id_vector turned(id_vector column) {
     std::rotate(column.begin(), std::max_element(column.begin(), column.end()), column.end());
     return column;
 }
-id_vector reversed(id_vector column) {
-    std::reverse(column.begin(), column.end());
-    return column;
-}
 
 TEST(GetIDs, OfElementsAreThoseOfAllPairs) {
     dice random(8);
     const auto some = [&random](unsigned int rows) {
-        id_vector values(rows * random.below(25));
         const unsigned int base = random.one_in(2) ? 0 : NO_ID - 3; // NO_ID is a value like any other
-        for (unsigned int& id : values) id = base + random.below(4);
-        return random.one_in(3) ? as_view(matrix_of(rows, values)) : matrix_of(rows, values);
+        const auto some_ID = [&random, base] { return base + random.below(4); };
+        const auto columns = filled<unsigned int>(rows, random.below(25), some_ID);
+        return random.one_in(3) ? as_view(columns) : columns;
     };
     for (int round = 0; round < 800; ++round) {
         const unsigned int rows = 1 + random.below(5);
@@ -247,7 +243,7 @@ TEST(GetIDs, OfElementsAreThoseOfAllPairs) {
             const auto matches = [&](unsigned int i) {
                 const id_vector p = entries(a.col(i)), q = entries(b.col(j));
                 if (oriented) return p == q;
-                return turned(p) == turned(q) || turned(reversed(turned(p))) == turned(q);
+                return turned(p) == turned(q) || turned(id_vector(p.rbegin(), p.rend())) == turned(q);
             };
             if (b_in_a[j] == NO_ID) {
                 for (unsigned int i = 0; i < a.cols(); ++i) ASSERT_FALSE(matches(i));
@@ -336,13 +332,12 @@ template <unsigned int D>
 void expect_all_forms_to_grow_the_box() {
     dice random(6);
     for (int round = 0; round < 100; ++round) {
-        dense2D<double> pos(D, 1 + random.below(40));
-        for (unsigned int k = 0; k < pos.size(); ++k)
-            pos.data()[k] = random.one_in(12) ? NOT_A_NUMBER : random.below(1000) - 500.0;
+        const auto coordinate = [&] { return random.one_in(12) ? NOT_A_NUMBER : random.between(-9, 9); };
+        const auto pos = filled<double>(D, 1 + random.below(40), coordinate);
         id_list all(pos.cols()), some(4 * (1 + random.below(10)));
         for (unsigned int j = 0; j < pos.cols(); ++j) all[j] = j;
         for (unsigned int& node : some) node = random.one_in(9) ? NO_ID : random.below(pos.cols());
-        const double start = random.one_in(2) ? INF : -50;
+        const double start = random.one_in(2) ? INF : -2;
         std::vector<double> box(D, start);
         box.resize(2 * D, -start);
         for (const unsigned int node : some) {
