@@ -183,8 +183,9 @@ TEST(NodeDetector, AnswersLikeTheTreeBuiltNodeByNode) {
             tree.insert(nodes);
             ASSERT_EQ(detector.insert(list_of(nodes)), tree.table.size() - before.table.size());
             expect_equal(copy, before, cloud, random, 5);
-            const node_detector& self = copy = detector;
+            node_detector& self = copy = detector;
             copy = self;
+            copy = std::move(self);
             detector = std::move(copy);
             expect_equal(detector, tree, cloud, random, 10);
             expect_equal(copy, nothing, cloud, random, 1); // NOLINT(bugprone-use-after-move): it is empty

@@ -151,7 +151,7 @@ mesh mesh_of(const std::vector<element>& elements, unsigned int dimension, int e
 }
 
 std::vector<double> rate(const mesh& m, element_type type) {
-    real_list qualities(3, 7.0);
+    real_list qualities(m.connectM.cols() + 1, 7.0);
     EXPECT_EQ(shape_qualities(as_view(m.pos), as_view(m.connectM), type, qualities), 0);
     return entries(qualities);
 }
@@ -269,7 +269,7 @@ TEST(ShapeQualities, FailuresInTheirOrder) {
                            unrated = {-1, 0, 1, 2, 4, 8, 9, 10, 13, 15, 17, 19, 20, 21, 1 << 30};
     const std::tuple<int, unsigned int, dense2D<unsigned int>, std::vector<int>> calls[] = {
         {-3, 4, outside, unrated}, {-3, 3, nothing, unrated},
-        {0, 4, nothing, faces},    {0, 0, nothing, {ELEM_EDGE2}},
+        {0, 4, nothing, faces},    {0, 0, dense2D<unsigned int>(0, 2), {ELEM_EDGE2}},
         {-2, 0, triangle, faces},  {-2, 1, triangle, faces},
         {-2, 4, triangle, faces},  {-2, 2, triangle, {ELEM_QUAD4, ELEM_EDGE2}},
         {-2, 2, outside, faces},   {-2, 3, absent, faces},
@@ -282,13 +282,14 @@ TEST(ShapeQualities, FailuresInTheirOrder) {
             histogram histo;
             EXPECT_EQ(shape_qualities(pos[rows], connectM, type, q), code) << type;
             EXPECT_EQ(q.size(), code == 0 ? connectM.cols() : 0);
+            EXPECT_TRUE(!connectM.empty() || entries(q) == std::vector<double>(q.size(), 0.0)) << type;
             const int code_of_any_type = connectM.empty() ? 0 : code;
             EXPECT_EQ(shape_qualities(pos[rows], connectM, type, histo), code_of_any_type) << type;
             EXPECT_EQ(histo.count(), q.size());
         }
     }
     expect_survives_without_memory([&pos] {
-        const dense2D<unsigned int> many(0, 4000000000u), matrices[] = {many, many};
+        const dense2D<unsigned int> many(0, 1u << 31), matrices[] = {many, many};
         const dense1D<int, 16> types(2, ELEM_TRIA3);
         real_list q(1, 1.0), range_q(1, 1.0);
         return shape_qualities(pos[3], many, ELEM_TRIA3, q) == -199 && q.empty() &&
