@@ -77,7 +77,7 @@ TEST(Geometry, ChecksInOrderAndChangesNothingWhenItFails) {
     expect_same_data(copy_mesh(none, out, bad), -2);
     expect_same_data(copy_mesh(pos, out, along_z, zero, zero, 0, bad), 0);
     expect_same_data(copy_mesh(pos, out, along_z, zero, zero, many, bad), -2);
-    expect_same_data(copy_mesh(pos, out, zero, zero, zero, many, id_matrix(2, {0, 1, 1, 0})), -199);
+    expect_same_data(copy_mesh(pos, out, zero, zero, zero, many, elements(2, 2, NO_ID)), -199);
     expect_same_data(copy_mesh(pos, out, vec2{0, 0}, vec2{0, 0}, 0, 0x50000000u, good), -199);
     expect_same_data(copy_sym_mesh(none, out, zero, zero, bad), 0);
     expect_same_data(copy_sym_mesh(pos, out, zero, vec3{0, NOT_A_NUMBER, 1}, bad), -4);
