@@ -156,7 +156,7 @@ void expect_moved(const dense2D<double>& pos, double tol, int merged, const list
 
 /// The list of crowded nodes leaves out none of a pair, but for infinite coordinates in infinite reach.
 void expect_crowded(const dense2D<double>& pos, double tol, const std::vector<pair>& pairs) {
-    id_list crowded;
+    id_list crowded = test::ids({7});
     ASSERT_TRUE(list_crowded_nodes(pos, tol, crowded));
     ASSERT_TRUE(std::is_sorted(crowded.begin(), crowded.end(), std::less_equal<>()));
     for (const pair& c : pairs) {
@@ -343,6 +343,29 @@ TEST(Merge, TakesTimeAndMemoryByNodesNotByPairs) {
         EXPECT_EQ(merge(pos, all, new_IDs, tol), alone) << tol;
         EXPECT_EQ(merge(pos, back, front, new_IDs, tol), back_to_front) << tol;
         EXPECT_EQ(merge(pos, all, front, new_IDs, tol), all_to_front) << tol;
+    }
+}
+
+/// Close nodes of every kind, also on the faces of cells of 16 tolerances.
+TEST(Merge, ListsAllCrowdedNodes) {
+    test::dice random(1);
+    for (int round = 0; round < 3000 && !HasFailure(); ++round) {
+        const unsigned int rows = 2 + random.below(2), n = 1 + random.below(60);
+        const double tol = std::pow(10, random.between(-12, 3)) * (random.one_in(7) ? 1e-310 : 1);
+        const double centre = random.one_in(3) ? random.between(-1, 1) * 1e6 : 0;
+        const double spread = tol * std::pow(10, random.between(0, 4));
+        dense2D<double> pos = test::as_view(dense2D<double>(rows, n));
+        for (unsigned int i = 0; i < n; ++i) {
+            const unsigned int other = i > 0 && random.one_in(4) ? random.below(i) : i;
+            for (unsigned int k = 0; k < rows; ++k) {
+                double x = other != i ? pos(k, other) + tol * (random.below(5) / 2.0 - 1)
+                                      : centre + random.between(-spread, spread);
+                if (random.one_in(4)) x = std::round(x / (16 * tol)) * (16 * tol);
+                if (random.one_in(150)) x = random.one_of({INF, NOT_A_NUMBER, 1e300});
+                pos(k, i) = x;
+            }
+        }
+        expect_crowded(pos, tol, close_pairs(pos, {{all_below(n), all_below(n)}}, tol));
     }
 }
 
