@@ -105,7 +105,10 @@ inline block_list random_blocks(std::mt19937& random) {
     for (int& type : list.types) {
         if (low && NODES_PER_ELEMENT[type] > 8) type = ELEM_HEXA8;
         const auto cols = unsigned(random() % 5), nodes = random() % 2 ? 100 : NO_ID;
-        const dense2D<unsigned int> block = random_elements(element_type(type), cols, nodes, random);
+        int shape = type; // a mixed block is no taller than need be
+        if (type == ELEM_FACE_MIX && random() % 2) shape = ELEM_TRIA3;
+        if (type == ELEM_SOLID_MIX && random() % 2) shape = ELEM_TETRA4;
+        const dense2D<unsigned int> block = random_elements(element_type(shape), cols, nodes, random);
         list.blocks.push_back(block.rows() != 0 ? block : dense2D<unsigned int>(1, cols, NO_ID));
     }
     return list;
