@@ -280,6 +280,7 @@ TEST(STL_input, reports_what_is_neither_text_nor_binary_with_the_codes_of_binary
          {"solid", "facet", "normal", "outer loop", "vertex", "endloop", "endfacet", "0.000000e+00"}) {
         EXPECT_EQ(code_of(std::string(text).replace(text.find(word), word.size(), "xx")), -3) << word;
     }
+    EXPECT_EQ(code_of(std::string(text).replace(text.find("vertex") + 7, 1, "x")), -3);
     EXPECT_EQ(code_of("\n" + text), -3);
     EXPECT_EQ(code_of(std::string(text).replace(text.find("endloop") - 1, 1, 1, '\0')), -3); // ends the line
     for (std::uint32_t count : {3u, 0x7fffffffu, 0x80000000u, 0xffffffffu}) { // no size is trusted

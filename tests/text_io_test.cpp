@@ -120,6 +120,8 @@ TEST(scan_double, reads_odd_numbers_as_strtod_does) {
     strings texts = fields_of<blank_fields>(ODD);
     texts.push_back("");
     texts.push_back("1 2");
+    texts.push_back("0.12\xff"
+                    "345678"); // no digit
     texts.push_back(std::string("0.").append(500, '0') + "1e500");
     texts.push_back(std::string("0.").append(400, '0') + "1");
     texts.push_back(std::string("1").append(400, '0'));
