@@ -72,6 +72,7 @@ inline bool equal(const double* a, const double* b) {
     return a[0] == b[0] && a[1] == b[1] && a[2] == b[2];
 }
 
+constexpr std::size_t MOST_FACETS = NO_ID / 3; // whose nodes can be numbered
 constexpr std::size_t SMALLEST_TABLE = 1024;
 constexpr std::size_t LARGEST_TABLE = std::size_t(1) << 32; // slots are found by the bits of a 32-bit hash
 
@@ -170,7 +171,6 @@ void point_table::release() {
 }
 
 bool facet_mesh::reserve(std::size_t facets) {
-    constexpr std::size_t MOST_FACETS = NO_ID / 3;
     if (facets > MOST_FACETS || !connectM_.resize_for_overwrite(3, unsigned(facets))) return false;
     // a closed surface has half as many points as facets, one with borders somewhat more
     likely_points_ = unsigned(facets / 2 + facets / 32);
@@ -185,7 +185,7 @@ bool facet_mesh::add(const facet* facets, std::size_t count) {
     }
     if (triangles_ + count > connectM_.cols()) {
         const std::size_t more = std::max(triangles_ + count, triangles_ + triangles_ / 2);
-        if (more > NO_ID / 3 || !connectM_.resize(3, unsigned(more))) return false;
+        if (more > MOST_FACETS || !connectM_.resize(3, unsigned(more))) return false;
     }
     if (!merging_) {
         if (smallest_height_ == std::numeric_limits<double>::max()) return add_unmerged(facets, count);

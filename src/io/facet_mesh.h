@@ -53,8 +53,7 @@ private:
     dense2D<double>& points_;
     bool single_precision_;
     scratch<slot> slots_;
-    scratch<slot>
-        recent_; ///< by the lowest bits of the hash: facets in file order ask for the same points soon
+    scratch<slot> recent_; ///< by the lowest bits of the hash; in file order the same points come again soon
     std::size_t used_ = 0;
     unsigned int shift_ = 0; ///< a hash begins its search at slot hash >> shift_
 };

@@ -111,16 +111,13 @@ class deck_reader {
 public:
     deck_reader(line_reader& file, gathered_mesh& mesh) : file_(file), mesh_(mesh) {}
 
-    /// 0, -1 when the file cannot be read, -199.
+    /// 0 or -199.
     int read() {
         while (file_.next(line_) && !contains(line_, "BEGIN BULK")) {
         }
         int status = 0;
         while (status == 0 && !at_end_ && next_line()) status = read_line();
-        if (status == 0) status = close_card();
-        if (status == 0 && file_.out_of_memory()) status = -199;
-        if (status == 0 && file_.read_failed()) status = -1;
-        return status;
+        return status == 0 ? close_card() : status;
     }
 
 private:
@@ -248,27 +245,17 @@ private:
 int NASTRAN_input(const char* path, dense2D<double>& pos, dense2D<unsigned int>& connectM,
                   dense1D<unsigned int, 16>& ranges, dense1D<int, 16>& types,
                   dense1D<unsigned int, 16>& properties) {
-    pos = dense2D<double>();
-    connectM = dense2D<unsigned int>();
-    ranges = properties = dense1D<unsigned int, 16>();
-    types = dense1D<int, 16>();
-    line_reader file(path);
-    if (!file.is_open()) return -1;
-    gathered_mesh mesh{node_columns(file.file_size()), element_blocks()};
-    if (const int status = deck_reader(file, mesh).read(); status != 0) return status;
-    return mesh.move_to(pos, connectM, ranges, types, properties);
+    return read_blocks<deck_reader>(path, pos, connectM, ranges, types, properties);
 }
 
 int NASTRAN_input(const char* path, dense2D<double>& pos, dense2D<unsigned int>& connectM,
                   element_type& type) {
-    return read_one_block([path](auto&... outputs) { return NASTRAN_input(path, outputs...); }, pos, connectM,
-                          type);
+    return read_one_block<deck_reader>(path, pos, connectM, type);
 }
 
 int NASTRAN_input(const char* path, dense2D<double>& pos, dense2D<unsigned int>& connectA,
                   dense2D<unsigned int>& connectB, element_type& typeA, element_type& typeB) {
-    return read_two_blocks([path](auto&... outputs) { return NASTRAN_input(path, outputs...); }, pos,
-                           connectA, connectB, typeA, typeB);
+    return read_two_blocks<deck_reader>(path, pos, connectA, connectB, typeA, typeB);
 }
 
 } // namespace qv7::plexo

@@ -239,16 +239,16 @@ bool match_by_hash(const dense2D<unsigned int>& connectivity, unsigned int /*nod
     return match_buckets(matcher, buckets, ends.data(), faces.data());
 }
 
-/// What tells apart faces with the same smallest node: the rest of the key.
+/// Entries of a key that tell apart faces with the same smallest node: those behind it, if there are any.
 template <unsigned int N>
-auto behind_smallest(const std::array<unsigned int, N>& key) {
-    std::array<unsigned int, N == 1 ? 1 : N - 1> rest;
+constexpr unsigned int REST = N == 1 ? 1 : N - 1;
+
+template <unsigned int N>
+std::array<unsigned int, REST<N>> behind_smallest(const std::array<unsigned int, N>& key) {
+    std::array<unsigned int, REST<N>> rest;
     for (std::size_t i = 0; i < rest.size(); ++i) rest[i] = key[N - rest.size() + i];
     return rest;
 }
-
-template <unsigned int N>
-constexpr unsigned int REST = N == 1 ? 1 : N - 1;
 
 /// Links all faces by buckets of faces with the same smallest node, which lie close together where the
 /// numbering does. For meshes without absent nodes, whose IDs are below `nodes`. False when memory runs out.
