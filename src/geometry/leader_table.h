@@ -13,6 +13,14 @@
 
 namespace qv7::plexo {
 
+/// Spreads three numbers over 64 bits.
+inline std::uint64_t mixed_bits(std::uint64_t x, std::uint64_t y, std::uint64_t z) noexcept {
+    std::uint64_t h = x * 0x9E3779B97F4A7C15u + y * 0xC2B2AE3D27D4EB4Fu + z * 0x165667B19E3779F9u;
+    h ^= h >> 32;
+    h *= 0xD6E8FEB86659FD93u;
+    return h ^ (h >> 32);
+}
+
 /// The leaders of groups of close nodes in an open-addressing table, keyed by the hash of the place they lie
 /// in. Slots carry half of the hash, so that leaders elsewhere are hardly ever looked at.
 class leader_table {
