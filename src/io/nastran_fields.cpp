@@ -61,29 +61,19 @@ void split_free(std::string_view line, bulk_line& cut) {
     }
 }
 
-constexpr std::uint64_t EVERY_BYTE = 0x0101010101010101;
-
-/// One bit for each of eight bytes, the first one lowest: the top bits of the bytes.
-unsigned int top_bits(std::uint64_t bytes) {
-    bytes = bytes >> 7 & EVERY_BYTE;
-    constexpr bool first_is_lowest = std::endian::native == std::endian::little;
-    return static_cast<unsigned int>((bytes * (first_is_lowest ? 0x0102040810204080 : 0x8040201008040201)) >>
-                                     56);
-}
-
-/// A bit for each of eight characters that is neither a blank nor a control character.
+/// One bit for each of eight characters, the first one lowest: 1 where it is neither a blank nor a control
+/// character.
 unsigned int ink(const char* text) {
     std::uint64_t characters;
     std::memcpy(&characters, text, sizeof characters);
-    return top_bits(((characters & EVERY_BYTE * 0x7F) + EVERY_BYTE * (0x7F - ' ')) | characters);
-}
-
-/// A bit for each of eight characters that is a comma.
-unsigned int commas(const char* text) {
-    std::uint64_t characters;
-    std::memcpy(&characters, text, sizeof characters);
-    characters ^= EVERY_BYTE * ',';
-    return top_bits(~(((characters & EVERY_BYTE * 0x7F) + EVERY_BYTE * 0x7F) | characters));
+    constexpr std::uint64_t EVERY = 0x0101010101010101;
+    const std::uint64_t above_blank =
+        (((characters & EVERY * 0x7F) + EVERY * (0x7F - ' ')) | characters) & EVERY * 0x80;
+    if constexpr (std::endian::native == std::endian::little) {
+        return static_cast<unsigned int>(((above_blank >> 7) * 0x0102040810204080) >> 56);
+    } else {
+        return static_cast<unsigned int>(((above_blank >> 7) * 0x8040201008040201) >> 56);
+    }
 }
 
 /// The text in eight or sixteen columns. False when it has a blank inside.
@@ -101,10 +91,11 @@ bool take_columns(const char* columns, std::string_view& field) {
     return (run & (run + 1)) == 0;
 }
 
-/// The data fields of one width, up to the last that has text.
+/// The data fields of one width before column `end`, up to the last that has text.
 template <std::size_t Width>
-bool take_data(const char* columns, bulk_line& cut) {
-    for (std::size_t column = NARROW; column < MARKER_COLUMN; column += Width) {
+bool take_data(const char* columns, std::size_t end, bulk_line& cut) {
+    end = std::min(end, MARKER_COLUMN);
+    for (std::size_t column = NARROW; column < end; column += Width) {
         std::string_view& field = cut.data[cut.count++];
         if (!take_columns<Width>(columns + column, field)) return false;
     }
@@ -133,14 +124,15 @@ void start(bulk_line& cut) {
 
 /// Puts the line into columns, blanks behind it; a tab goes to the next multiple of eight.
 void bulk_line_splitter::lay_out(std::string_view line) {
-    std::size_t n = 0;
     if (line.find('\t') == line.npos) {
-        n = std::min(line.size(), COLUMNS);
-        std::memcpy(columns_.data(), line.data(), n);
-        std::memset(columns_.data() + n, ' ', COLUMNS - n);
+        end_ = std::min(line.size(), COLUMNS);
+        std::memcpy(columns_.data(), line.data(), end_);
+        std::memset(columns_.data() + end_, ' ', COLUMNS - end_);
         return;
     }
+    end_ = COLUMNS;
     columns_.fill(' ');
+    std::size_t n = 0;
     for (const char c : line) {
         if (n >= COLUMNS) break;
         if (c == '\t') {
@@ -151,30 +143,6 @@ void bulk_line_splitter::lay_out(std::string_view line) {
     }
 }
 
-/// Cuts a line of fields separated by commas. False, with nothing done, for one that has blanks too or is
-/// long.
-bool bulk_line_splitter::split_at_commas(std::string_view line, bulk_line& cut) {
-    if (line.size() > 64) return false;
-    std::uint64_t inked = 0, at_commas = 0;
-    std::memcpy(columns_.data(), line.data(), line.size());
-    std::memset(columns_.data() + line.size(), ' ', NARROW);
-    for (std::size_t column = 0; column < line.size(); column += NARROW) {
-        inked |= std::uint64_t(ink(columns_.data() + column)) << column;
-        at_commas |= std::uint64_t(commas(columns_.data() + column)) << column;
-    }
-    if ((inked & (inked + 1)) != 0) return false;
-    auto start = static_cast<std::size_t>(std::countr_zero(at_commas));
-    cut.first = line.substr(0, start);
-    while (++start < line.size()) {
-        at_commas &= at_commas - 1;
-        const std::size_t end =
-            at_commas != 0 ? static_cast<std::size_t>(std::countr_zero(at_commas)) : line.size();
-        add(cut, line.substr(start, end - start));
-        start = end;
-    }
-    return true;
-}
-
 /// False when the line is not laid out in columns, which shows in a field with a blank inside.
 bool bulk_line_splitter::split_columns(large_fields large, bulk_line& cut) const {
     const char* const columns = columns_.data();
@@ -182,16 +150,17 @@ bool bulk_line_splitter::split_columns(large_fields large, bulk_line& cut) const
     const bool wide = asks_for_large_fields(cut.first) || large == large_fields::yes ||
                       (large == large_fields::in_continuation && cut.is_continuation());
     cut.room = wide ? 4 : 8;
-    const bool laid_out = wide ? take_data<WIDE>(columns, cut) : take_data<NARROW>(columns, cut);
+    const bool laid_out = wide ? take_data<WIDE>(columns, end_, cut) : take_data<NARROW>(columns, end_, cut);
     if (!laid_out) return false;
-    cut.next_marker = trim(std::string_view(columns + MARKER_COLUMN, COLUMNS - MARKER_COLUMN));
+    if (end_ > MARKER_COLUMN)
+        cut.next_marker = trim(std::string_view(columns + MARKER_COLUMN, COLUMNS - MARKER_COLUMN));
     return true;
 }
 
 void bulk_line_splitter::split(std::string_view line, large_fields large, bulk_line& cut) {
     start(cut);
     if (line.find(',') != line.npos) {
-        if (!split_at_commas(line, cut)) split_free(line, cut);
+        split_free(line, cut);
     } else {
         lay_out(line);
         if (split_columns(large, cut)) return;

@@ -39,9 +39,9 @@ private:
     static constexpr std::size_t COLUMNS = 80; ///< of a card; text behind them does not matter
 
     std::array<char, COLUMNS> columns_;
+    std::size_t end_ = 0; ///< columns from here on are blank
 
     void lay_out(std::string_view line);
-    bool split_at_commas(std::string_view line, bulk_line& cut);
     bool split_columns(large_fields large, bulk_line& cut) const;
 };
 

@@ -32,16 +32,12 @@ constexpr bool is_hex_digit(char c) {
 
 constexpr std::uint64_t POWERS_OF_TEN[] = {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, 100000000};
 
-// Appends the digits at p to `digits`, modulo 2^64, and returns their end. Takes up to eight at a time; the
-// last ones too when there are eight characters from `first` on, which is not behind p.
-inline const char* append_digits(const char* first, const char* p, const char* last, std::uint64_t& digits) {
+// Appends the digits at p to `digits`, modulo 2^64, and returns their end. Takes up to eight at a time.
+inline const char* append_digits(const char* p, const char* last, std::uint64_t& digits) {
     if constexpr (std::endian::native == std::endian::little) {
-        while (last - first >= 8) {
-            const int missing = last - p >= 8 ? 0 : static_cast<int>(8 - (last - p));
-            if (missing == 8) return p;
+        while (last - p >= 8) {
             std::uint64_t bytes;
-            std::memcpy(&bytes, p - missing, 8);
-            bytes >>= 8 * missing; // a zero is not a digit
+            std::memcpy(&bytes, p, 8);
             const int count = std::countr_zero(split_off_others(bytes)) / 8;
             if (count == 0) return p;
             digits = digits * POWERS_OF_TEN[count] + value_of_digits(bytes << (64 - 8 * count));
@@ -189,7 +185,7 @@ const char* scan_double(const char* first, const char* last, double& value) {
     std::ptrdiff_t exponent = 0;
     if (p != last && *p == '.') {
         start = ++p;
-        p = append_digits(first, p, last, digits);
+        p = append_digits(p, last, digits);
         exponent = start - p;
         count -= exponent;
     }
