@@ -322,7 +322,7 @@ TEST(Merge, EqualsAllPairsOnDenseAndSpreadNodes) {
 }
 
 TEST(Merge, TakesTimeAndMemoryByNodesNotByPairs) {
-    constexpr unsigned int n = 20000; // 4e8 pairs
+    constexpr unsigned int n = 40000; // 1.6e9 pairs
     const id_list all = list_of(all_below(n)), front = all.sub_vector(0, n / 2),
                   back = all.sub_vector(n / 2, n / 2);
     dense2D<double> heap(3, n, 1.5), two_heaps(3, n, 1.5), ball(3, n), tiny(2, n);
