@@ -58,6 +58,13 @@ struct scene {
     }
 };
 
+scene scene_of(const dense2D<unsigned int>& mesh) {
+    scene s{mesh};
+    for (unsigned int e = 0; e < mesh.cols(); ++e) s.links(0, e) = mesh.cols() - 1 - e;
+    EXPECT_TRUE(s.matrix.reserve(2, 5) && s.second.reserve(5));
+    return s;
+}
+
 bool is_left_so(char how, const id_vector& before, const id_vector& after, const id_vector& result) {
     if (how == '<') {
         return after.size() > before.size() && after.size() <= result.size() &&
@@ -93,12 +100,11 @@ TEST(TopologyFailures, LeaveTheArgumentsInADefinedStateWithoutMemory) {
         const std::size_t last = &mesh == meshes ? 8 : std::size(cases);
         for (std::size_t c = 0; c < last; ++c) {
             const auto& [left, call] = cases[c];
-            scene whole{mesh};
+            scene whole = scene_of(mesh);
             ASSERT_EQ(call(whole), 0) << c;
             const auto result = whole.state();
             for (unsigned int blocks = 0;; ++blocks) {
-                scene s{mesh};
-                ASSERT_TRUE(s.matrix.reserve(2, 5) && s.second.reserve(5));
+                scene s = scene_of(mesh);
                 const auto before = s.state();
                 blocks_left = blocks;
                 const int code = call(s);
