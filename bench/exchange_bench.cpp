@@ -1,3 +1,4 @@
+#include "bench_file.h"
 #include "bench_meshes.h"
 
 #include <plexo/io.h>
@@ -7,38 +8,34 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <string>
 
 // The exchange formats against what one would write by hand, a loop of fprintf or stream insertions.
 // Files lie in memory, so that no disk is measured.
 
 namespace {
 
+using bench::bench_file;
 using bench::mesh;
 using namespace qv7::plexo;
-
-std::string path_of(const char* name) {
-    const std::filesystem::path memory = "/dev/shm";
-    const auto directory = std::filesystem::exists(memory) ? memory : std::filesystem::temp_directory_path();
-    return (directory / (std::string("plexo_bench_") + name)).string();
-}
-
-/// A file that is written once per size, and removed at the end of the run.
-class bench_file {
-public:
-    explicit bench_file(const char* name) : path_(path_of(name)) {}
-    ~bench_file() { std::remove(path_.c_str()); }
-    bench_file(const bench_file&) = delete;
-    bench_file& operator=(const bench_file&) = delete;
-    const char* path() const { return path_.c_str(); }
-
-private:
-    std::string path_;
-};
 
 using writer = void (*)(const char* path, const mesh& m);
 
 // ---------------------------------------------------------------- by hand
+
+void medit_by_hand(const char* path, const mesh& m) {
+    std::FILE* const file = std::fopen(path, "w");
+    std::fprintf(file, "MeshVersionFormatted 1\nDimension 3\nVertices\n%u\n", m.pos.cols());
+    for (unsigned int j = 0; j < m.pos.cols(); ++j) {
+        for (unsigned int i = 0; i < 3; ++i) std::fprintf(file, "%E ", m.pos(i, j));
+        std::fprintf(file, "0 \n");
+    }
+    std::fprintf(file, "Triangles\n%u\n", m.connectM.cols());
+    for (unsigned int j = 0; j < m.connectM.cols(); ++j) {
+        for (unsigned int i = 0; i < 3; ++i) std::fprintf(file, "%u ", m.connectM(i, j) + 1);
+        std::fprintf(file, "0 \n");
+    }
+    std::fclose(file);
+}
 
 void obj_by_hand(const char* path, const mesh& m) {
     std::FILE* const file = std::fopen(path, "w");
@@ -122,6 +119,9 @@ void ensight_by_hand(const char* path, const mesh& m) {
 
 // ---------------------------------------------------------------- by this library
 
+void medit(const char* path, const mesh& m) {
+    medit_output(path, m.pos, m.connectM, m.type);
+}
 void obj(const char* path, const mesh& m) {
     WavefrontOBJ_output(path, m.pos, m.connectM, m.type);
 }
@@ -229,6 +229,8 @@ void sizes(benchmark::internal::Benchmark* family) {
     family->Arg(10000)->Arg(100000)->Arg(1000000)->Unit(benchmark::kMillisecond)->UseRealTime();
 }
 
+BENCHMARK_CAPTURE(write_bench, medit, medit)->Apply(sizes);
+BENCHMARK_CAPTURE(write_bench, medit_by_hand, medit_by_hand)->Apply(sizes);
 BENCHMARK_CAPTURE(write_bench, obj, obj)->Apply(sizes);
 BENCHMARK_CAPTURE(write_bench, obj_by_hand, obj_by_hand)->Apply(sizes);
 BENCHMARK_CAPTURE(write_bench, nastran, nastran)->Apply(sizes);

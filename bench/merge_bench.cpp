@@ -13,9 +13,7 @@ namespace {
 
 using namespace bench;
 
-// glibc adapts when it gives freed blocks back to the system, so one benchmark would change the page faults
-// of the next; a fixed threshold makes their order irrelevant.
-[[maybe_unused]] const int fixed_threshold = mallopt(M_MMAP_THRESHOLD, 128 << 10);
+[[maybe_unused]] const int fixed_threshold = mallopt(M_MMAP_THRESHOLD, 128 << 10); // see foundations_bench
 
 constexpr double JITTER = 1e-9;
 constexpr double TOLERANCE = 1e-6;

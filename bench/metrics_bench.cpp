@@ -1,4 +1,5 @@
 #include "bench_meshes.h"
+#include "bench_metrics.h"
 
 #include <plexo/metrics.h>
 #include <plexo/topology.h>
@@ -6,8 +7,6 @@
 #include <benchmark/benchmark.h>
 
 #include <cstddef>
-#include <cstdint>
-#include <random>
 
 extern "C" void dspev_(const char* job, const char* triangle, const int* n, double* packed, double* values,
                        double* vectors, const int* ld, double* work, int* info, std::size_t, std::size_t);
@@ -16,47 +15,13 @@ namespace {
 
 using namespace qv7::plexo;
 
-/// Metrics with random axes and sizes from 0.03 to 30.
-dense2D<double> random_metrics(unsigned int n) {
-    std::mt19937 random(1);
-    std::normal_distribution<double> normal;
-    std::uniform_real_distribution<double> exponent(-3, 3);
-    dense2D<double> metrics(6, n);
-    for (unsigned int j = 0; j < n; ++j) {
-        double q[4], norm2 = 0; // a quaternion: uniform directions
-        for (double& component : q) {
-            component = normal(random);
-            norm2 += component * component;
-        }
-        const double s = 2 / norm2, w = q[0], x = q[1], y = q[2], z = q[3];
-        const double R[3][3] = {{1 - s * (y * y + z * z), s * (x * y - z * w), s * (x * z + y * w)},
-                                {s * (x * y + z * w), 1 - s * (x * x + z * z), s * (y * z - x * w)},
-                                {s * (x * z - y * w), s * (y * z + x * w), 1 - s * (x * x + y * y)}};
-        const double values[3] = {std::pow(10, exponent(random)), std::pow(10, exponent(random)),
-                                  std::pow(10, exponent(random))};
-        double* entry = metrics.col_data(j);
-        for (unsigned int c = 0; c < 3; ++c) {
-            for (unsigned int r = 0; r <= c; ++r, ++entry) {
-                for (unsigned int k = 0; k < 3; ++k) *entry += values[k] * R[r][k] * R[c][k];
-            }
-        }
-    }
-    return metrics;
-}
-
-symmetric_fixed<double, 3> column(const dense2D<double>& metrics, unsigned int j) {
-    symmetric_fixed<double, 3> M;
-    std::copy_n(metrics.col_data(j), 6, M.data());
-    return M;
-}
-
 /// Calls work(M) for each of state.range(0) metrics.
 template <typename Work>
 void each_metric(benchmark::State& state, Work work) {
     const auto n = static_cast<unsigned int>(state.range(0));
-    const dense2D<double> metrics = random_metrics(n);
+    const dense2D<double> metrics = bench::random_metrics(n);
     for (auto _ : state) {
-        for (unsigned int j = 0; j < n; ++j) work(column(metrics, j));
+        for (unsigned int j = 0; j < n; ++j) work(bench::metric_of(metrics, j));
     }
     state.SetItemsProcessed(state.iterations() * n);
 }
@@ -96,7 +61,7 @@ void minimum_metric_bench(benchmark::State& state) {
 /// hmin of 0 leaves every metric as it is; 0.3 changes most.
 void bound_metrics_bench(benchmark::State& state, double hmin) {
     const auto n = static_cast<unsigned int>(state.range(0));
-    const dense2D<double> original = random_metrics(n);
+    const dense2D<double> original = bench::random_metrics(n);
     dense2D<double> metrics;
     for (auto _ : state) {
         state.PauseTiming();
@@ -158,17 +123,20 @@ void gradation_bench(benchmark::State& state, bool by_metric) {
     state.SetItemsProcessed(state.iterations() * field.edges.cols());
 }
 
-#define PLEXO_SIZES Arg(10000)->Arg(100000)->Arg(1000000)->Unit(benchmark::kMillisecond)
-BENCHMARK(eigen_pairs_bench)->PLEXO_SIZES;
-BENCHMARK_CAPTURE(lapack_bench, pairs, 'V')->PLEXO_SIZES;
-BENCHMARK(is_valid_metric_bench)->PLEXO_SIZES;
-BENCHMARK_CAPTURE(lapack_bench, values, 'N')->PLEXO_SIZES;
-BENCHMARK(minimum_metric_bench)->PLEXO_SIZES;
-BENCHMARK_CAPTURE(bound_metrics_bench, inside, 0)->PLEXO_SIZES;
-BENCHMARK_CAPTURE(bound_metrics_bench, clamped, 0.3)->PLEXO_SIZES;
-BENCHMARK_CAPTURE(H_shock_bench, sizes, false)->PLEXO_SIZES;
-BENCHMARK_CAPTURE(H_shock_bench, metrics, true)->PLEXO_SIZES;
-BENCHMARK_CAPTURE(gradation_bench, sizes, false)->PLEXO_SIZES;
-BENCHMARK_CAPTURE(gradation_bench, metrics, true)->PLEXO_SIZES;
+void all_sizes(benchmark::internal::Benchmark* b) {
+    b->Arg(10000)->Arg(100000)->Arg(1000000)->Unit(benchmark::kMillisecond);
+}
+
+BENCHMARK(eigen_pairs_bench)->Apply(all_sizes);
+BENCHMARK_CAPTURE(lapack_bench, pairs, 'V')->Apply(all_sizes);
+BENCHMARK(is_valid_metric_bench)->Apply(all_sizes);
+BENCHMARK_CAPTURE(lapack_bench, values, 'N')->Apply(all_sizes);
+BENCHMARK(minimum_metric_bench)->Apply(all_sizes);
+BENCHMARK_CAPTURE(bound_metrics_bench, inside, 0)->Apply(all_sizes);
+BENCHMARK_CAPTURE(bound_metrics_bench, clamped, 0.3)->Apply(all_sizes);
+BENCHMARK_CAPTURE(H_shock_bench, sizes, false)->Apply(all_sizes);
+BENCHMARK_CAPTURE(H_shock_bench, metrics, true)->Apply(all_sizes);
+BENCHMARK_CAPTURE(gradation_bench, sizes, false)->Apply(all_sizes);
+BENCHMARK_CAPTURE(gradation_bench, metrics, true)->Apply(all_sizes);
 
 } // namespace

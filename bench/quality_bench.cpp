@@ -73,32 +73,24 @@ void histogram_bench(benchmark::State& state, bool one_by_one) {
     state.SetItemsProcessed(state.iterations() * values.size());
 }
 
-#define SHAPES(name, type, shuffle)                                                                          \
-    BENCHMARK_CAPTURE(shape_qualities_bench, name, type, shuffle)                                            \
-        ->RangeMultiplier(10)                                                                                \
-        ->Range(10000, 1000000)                                                                              \
-        ->Unit(benchmark::kMillisecond)
+void all_sizes(benchmark::internal::Benchmark* b) {
+    b->RangeMultiplier(10)->Range(10000, 1000000)->Unit(benchmark::kMillisecond);
+}
 
-SHAPES(triangles, ELEM_TRIA3, false);
-SHAPES(triangles_shuffled, ELEM_TRIA3, true);
-SHAPES(tetrahedra, ELEM_TETRA4, false);
-SHAPES(tetrahedra_shuffled, ELEM_TETRA4, true);
-SHAPES(hexahedra, ELEM_HEXA8, false);
-SHAPES(hexahedra_shuffled, ELEM_HEXA8, true);
+BENCHMARK_CAPTURE(shape_qualities_bench, triangles, ELEM_TRIA3, false)->Apply(all_sizes);
+BENCHMARK_CAPTURE(shape_qualities_bench, triangles_shuffled, ELEM_TRIA3, true)->Apply(all_sizes);
+BENCHMARK_CAPTURE(shape_qualities_bench, tetrahedra, ELEM_TETRA4, false)->Apply(all_sizes);
+BENCHMARK_CAPTURE(shape_qualities_bench, tetrahedra_shuffled, ELEM_TETRA4, true)->Apply(all_sizes);
+BENCHMARK_CAPTURE(shape_qualities_bench, hexahedra, ELEM_HEXA8, false)->Apply(all_sizes);
+BENCHMARK_CAPTURE(shape_qualities_bench, hexahedra_shuffled, ELEM_HEXA8, true)->Apply(all_sizes);
 
-#define EDGES(name, by_metric, shuffle)                                                                      \
-    BENCHMARK_CAPTURE(edge_qualities_bench, name, by_metric, shuffle)                                        \
-        ->RangeMultiplier(10)                                                                                \
-        ->Range(10000, 1000000)                                                                              \
-        ->Unit(benchmark::kMillisecond)
-
-EDGES(sizes, false, false);
-EDGES(sizes_shuffled, false, true);
-EDGES(metrics, true, false);
-EDGES(metrics_shuffled, true, true);
+BENCHMARK_CAPTURE(edge_qualities_bench, sizes, false, false)->Apply(all_sizes);
+BENCHMARK_CAPTURE(edge_qualities_bench, sizes_shuffled, false, true)->Apply(all_sizes);
+BENCHMARK_CAPTURE(edge_qualities_bench, metrics, true, false)->Apply(all_sizes);
+BENCHMARK_CAPTURE(edge_qualities_bench, metrics_shuffled, true, true)->Apply(all_sizes);
 
 BENCHMARK_CAPTURE(histogram_bench, one_by_one, true)->Arg(1000000)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(histogram_bench, list, false)->Arg(1000000)->Unit(benchmark::kMillisecond);
-BENCHMARK(shape_histogram_bench)->RangeMultiplier(10)->Range(10000, 1000000)->Unit(benchmark::kMillisecond);
+BENCHMARK(shape_histogram_bench)->Apply(all_sizes);
 
 } // namespace

@@ -2,15 +2,13 @@
 // buckets, a radix sort of face keys, a sort of all edges.
 
 #include "bench_meshes.h"
+#include "plain_topology.h"
 
 #include <plexo/topology.h>
 
 #include <benchmark/benchmark.h>
 
-#include <algorithm>
-#include <array>
 #include <cstdint>
-#include <vector>
 
 namespace {
 
@@ -60,81 +58,21 @@ void neighbors(benchmark::State& state, maker make, bool shuffled) {
     per_element(state, m);
 }
 
-/// Triangles at each node by counting sort; each edge then looks through those of one node up to the first
-/// hit. Manifold meshes only.
 void node_buckets(benchmark::State& state, maker make, bool shuffled) {
     const bench::mesh m = make(std::size_t(state.range(0)), shuffled);
-    const std::size_t n = m.connectM.cols();
     for (auto _ : state) {
-        std::vector<unsigned int> start(m.pos.cols() + 1, 0);
-        std::vector<unsigned int> at(3 * n);
-        std::vector<unsigned int> result(3 * n, NO_ID);
-        const unsigned int* ids = m.connectM.data();
-        for (std::size_t i = 0; i < 3 * n; ++i) ++start[ids[i] + 1];
-        for (std::size_t i = 1; i < start.size(); ++i) start[i] += start[i - 1];
-        std::vector<unsigned int> end(start.begin(), start.end() - 1);
-        for (std::size_t i = 0; i < 3 * n; ++i) at[end[ids[i]]++] = static_cast<unsigned int>(i / 3);
-        for (std::size_t e = 0; e < n; ++e) {
-            for (unsigned int k = 0; k < 3; ++k) {
-                const unsigned int a = ids[3 * e + (k + 1) % 3];
-                const unsigned int b = ids[3 * e + (k + 2) % 3];
-                for (unsigned int i = start[a]; i < start[a + 1]; ++i) {
-                    const unsigned int* other = ids + 3 * std::size_t(at[i]);
-                    if (at[i] != e && (other[0] == b || other[1] == b || other[2] == b)) {
-                        result[3 * e + k] = at[i];
-                        break;
-                    }
-                }
-            }
-        }
-        benchmark::DoNotOptimize(result.data());
+        benchmark::DoNotOptimize(bench::node_bucket_neighbors(m.connectM, m.pos.cols()).data());
     }
     per_element(state, m);
 }
 
-template <std::size_t N>
-struct keyed {
-    std::array<unsigned int, N> key;
-    unsigned int code;
-};
-
-/// Sorts the faces by their sorted nodes, 11 bits at a time, and links equal ones that stand together.
-template <std::size_t N>
 void radix_sorted_faces(benchmark::State& state, maker make, bool shuffled) {
     const bench::mesh m = make(std::size_t(state.range(0)), shuffled);
-    const unsigned int rows = N + 1;
-    const std::size_t faces = std::size_t(rows) * m.connectM.cols();
     for (auto _ : state) {
-        std::vector<keyed<N>> from(faces);
-        std::vector<keyed<N>> to(faces);
-        std::vector<unsigned int> result(faces, NO_ID);
-        for (std::size_t f = 0; f < faces; ++f) {
-            const unsigned int* column = m.connectM.col_data(static_cast<unsigned int>(f / rows));
-            for (std::size_t i = 0; i < N; ++i) from[f].key[i] = column[(f % rows + 1 + i) % rows];
-            std::sort(from[f].key.begin(), from[f].key.end());
-            from[f].code = static_cast<unsigned int>(f);
-        }
-        for (std::size_t i = 0; i < N; ++i) {
-            for (unsigned int shift = 0; m.pos.cols() >> shift != 0; shift += 11) {
-                std::array<unsigned int, 2049> start{};
-                for (const auto& face : from) ++start[(face.key[i] >> shift & 2047) + 1];
-                for (std::size_t d = 1; d < start.size(); ++d) start[d] += start[d - 1];
-                for (const auto& face : from) to[start[face.key[i] >> shift & 2047]++] = face;
-                from.swap(to);
-            }
-        }
-        for (std::size_t f = 0; f + 1 < faces; ++f) {
-            if (from[f].key != from[f + 1].key) continue;
-            result[from[f].code] = from[f + 1].code / rows;
-            result[from[f + 1].code] = from[f].code / rows;
-        }
-        benchmark::DoNotOptimize(result.data());
+        benchmark::DoNotOptimize(bench::sorted_face_neighbors(m.connectM, m.pos.cols()).data());
     }
     per_element(state, m);
 }
-
-constexpr auto radix_sorted_edges_of_surface = radix_sorted_faces<2>;
-constexpr auto radix_sorted_faces_of_solid = radix_sorted_faces<3>;
 
 void edges(benchmark::State& state, maker make, bool shuffled) {
     const bench::mesh m = make(std::size_t(state.range(0)), shuffled);
@@ -147,22 +85,7 @@ void edges(benchmark::State& state, maker make, bool shuffled) {
 
 void sorted_edges(benchmark::State& state, maker make, bool shuffled) {
     const bench::mesh m = make(std::size_t(state.range(0)), shuffled);
-    for (auto _ : state) {
-        std::vector<std::uint64_t> all;
-        all.reserve(std::size_t(6) * m.connectM.cols());
-        for (unsigned int e = 0; e < m.connectM.cols(); ++e) {
-            const unsigned int* column = m.connectM.col_data(e);
-            for (unsigned int i = 0; i < 3; ++i) {
-                for (unsigned int k = i + 1; k < 4; ++k) {
-                    const auto [a, b] = std::minmax(column[i], column[k]);
-                    all.push_back(std::uint64_t(a) << 32 | b);
-                }
-            }
-        }
-        std::sort(all.begin(), all.end());
-        all.erase(std::unique(all.begin(), all.end()), all.end());
-        benchmark::DoNotOptimize(all.data());
-    }
+    for (auto _ : state) benchmark::DoNotOptimize(bench::sorted_edges(m.connectM).data());
     per_element(state, m);
 }
 
@@ -229,11 +152,11 @@ BENCHMARK_CAPTURE(neighbors, triangles, triangles, IN_ORDER)->Apply(triangle_siz
 BENCHMARK_CAPTURE(neighbors, triangles_shuffled, triangles, SHUFFLED)->Apply(triangle_sizes);
 BENCHMARK_CAPTURE(node_buckets, triangles, triangles, IN_ORDER)->Apply(triangle_sizes);
 BENCHMARK_CAPTURE(node_buckets, triangles_shuffled, triangles, SHUFFLED)->Apply(triangle_sizes);
-BENCHMARK_CAPTURE(radix_sorted_edges_of_surface, triangles, triangles, IN_ORDER)->Apply(triangle_sizes);
+BENCHMARK_CAPTURE(radix_sorted_faces, triangles, triangles, IN_ORDER)->Apply(triangle_sizes);
 BENCHMARK_CAPTURE(neighbors, tetrahedra, tetrahedra, IN_ORDER)->Apply(sizes);
 BENCHMARK_CAPTURE(neighbors, tetrahedra_shuffled, tetrahedra, SHUFFLED)->Apply(sizes);
-BENCHMARK_CAPTURE(radix_sorted_faces_of_solid, tetrahedra, tetrahedra, IN_ORDER)->Apply(sizes);
-BENCHMARK_CAPTURE(radix_sorted_faces_of_solid, tetrahedra_shuffled, tetrahedra, SHUFFLED)->Apply(sizes);
+BENCHMARK_CAPTURE(radix_sorted_faces, tetrahedra, tetrahedra, IN_ORDER)->Apply(sizes);
+BENCHMARK_CAPTURE(radix_sorted_faces, tetrahedra_shuffled, tetrahedra, SHUFFLED)->Apply(sizes);
 BENCHMARK_CAPTURE(neighbors, hexahedra, hexahedra, IN_ORDER)->Apply(sizes);
 BENCHMARK_CAPTURE(neighbors, hexahedra_shuffled, hexahedra, SHUFFLED)->Apply(sizes);
 BENCHMARK_CAPTURE(neighbors, fan, fan, IN_ORDER)->Apply(sizes);

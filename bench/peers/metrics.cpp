@@ -2,11 +2,11 @@
 
 #include "peers.h"
 
+#include "bench_metrics.h"
+
 #include <plexo/plexo.h>
 
-#include <cmath>
-#include <memory>
-#include <random>
+#include <algorithm>
 
 #ifdef PEER_EIGEN
 #include <Eigen/Dense>
@@ -21,36 +21,6 @@ namespace {
 
 using namespace qv7::plexo;
 
-/// Metrics with random frames and sizes from 1e-3 to 1e3.
-dense2D<double> random_metrics(std::size_t n) {
-    std::mt19937_64 random(3);
-    std::normal_distribution<double> normal;
-    std::uniform_real_distribution<double> exponent(-3, 3);
-    dense2D<double> metrics(6, static_cast<unsigned int>(n));
-    for (unsigned int j = 0; j < metrics.cols(); ++j) {
-        double q[4], length = 0;
-        for (double& c : q) {
-            c = normal(random);
-            length += c * c;
-        }
-        for (double& c : q) c /= std::sqrt(length);
-        const double R[3][3] = {{1 - 2 * (q[2] * q[2] + q[3] * q[3]), 2 * (q[1] * q[2] - q[0] * q[3]),
-                                 2 * (q[1] * q[3] + q[0] * q[2])},
-                                {2 * (q[1] * q[2] + q[0] * q[3]), 1 - 2 * (q[1] * q[1] + q[3] * q[3]),
-                                 2 * (q[2] * q[3] - q[0] * q[1])},
-                                {2 * (q[1] * q[3] - q[0] * q[2]), 2 * (q[2] * q[3] + q[0] * q[1]),
-                                 1 - 2 * (q[1] * q[1] + q[2] * q[2])}};
-        double* m = metrics.col_data(j);
-        for (int k = 0; k < 3; ++k) {
-            const double lambda = std::pow(10, -2 * exponent(random));
-            for (int c = 0, e = 0; c < 3; ++c) {
-                for (int r = 0; r <= c; ++r, ++e) m[e] += lambda * R[r][k] * R[c][k];
-            }
-        }
-    }
-    return metrics;
-}
-
 void lapack_values(const dense2D<double>& metrics, char job) {
     const int n = 3, ld = job == 'V' ? 3 : 1;
     double sum = 0;
@@ -64,24 +34,18 @@ void lapack_values(const dense2D<double>& metrics, char job) {
     keep(sum);
 }
 
-symmetric_fixed<double, 3> metric_of(const dense2D<double>& metrics, unsigned int j) {
-    symmetric_fixed<double, 3> M;
-    std::copy_n(metrics.col_data(j), 6, M.data());
-    return M;
-}
-
 } // namespace
 
 void metric_jobs(session& s) {
     for (const std::size_t n : s.sizes()) {
         if (!s.wants("eigen-pairs 3-D") && !s.wants("is_valid_metric 3-D")) continue;
-        const dense2D<double> metrics = random_metrics(n);
+        const dense2D<double> metrics = bench::random_metrics(n);
         std::vector<contender> pairs{{role::subject, "eigen_pairs", [&] {
                                           double sum = 0;
                                           for (unsigned int j = 0; j < metrics.cols(); ++j) {
                                               vector_fixed<double, 3> values;
                                               matrix_fixed<double, 3, 3> vectors;
-                                              eigen_pairs(metric_of(metrics, j), values, vectors);
+                                              eigen_pairs(bench::metric_of(metrics, j), values, vectors);
                                               sum += values[0] + vectors(0, 0);
                                           }
                                           keep(sum);
@@ -107,7 +71,7 @@ void metric_jobs(session& s) {
                     [&] {
                         unsigned int valid = 0;
                         for (unsigned int j = 0; j < metrics.cols(); ++j)
-                            valid += is_valid_metric(metric_of(metrics, j));
+                            valid += is_valid_metric(bench::metric_of(metrics, j));
                         keep(valid);
                     }},
                    {role::peer, "LAPACK dspev N", [&] { lapack_values(metrics, 'N'); }}});

@@ -2,8 +2,7 @@
 
 /// \file
 /// Side-by-side timing of this library ("subject"), general libraries ("peers") and bare programs for the
-/// same job
-/// ("limits") on the same data in one process.
+/// same job ("limits") on the same data in one process.
 
 #include <cstddef>
 #include <functional>

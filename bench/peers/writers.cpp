@@ -7,7 +7,6 @@
 #include <plexo/plexo.h>
 
 #include <cstdio>
-#include <memory>
 
 #ifdef PEER_VTK
 #include "vtk_meshes.h"
