@@ -1,5 +1,7 @@
 #pragma once
 
+#include "io/text_writer.h"
+
 #include <plexo/containers.h>
 
 namespace qv7::plexo::io {
@@ -18,6 +20,19 @@ struct ranged_mesh {
 /// property per element, -3 a block that is no range of columns, has too few rows for its type or fails
 /// check_IDs without a node bound.
 int check_ranged_mesh(const ranged_mesh& mesh);
+
+/// The general form of an output: write(file, mesh) puts a mesh that passes the checks into the file. An
+/// empty connectivity leaves the file empty. \return 0; -1 the file cannot be created or written; what
+/// check_ranged_mesh() gives
+template <typename Write>
+int write_ranged_mesh(const char* path, const ranged_mesh& mesh, Write write) {
+    text_writer file(path);
+    if (mesh.connect.empty()) return 0;
+    if (!file.is_open()) return -1;
+    if (const int status = check_ranged_mesh(mesh); status != 0) return status;
+    write(file, mesh);
+    return file.close() ? 0 : -1;
+}
 
 /// The shape of an element: its block's type, or for a mixed type what its padding tells.
 inline element_type shape_of(element_type block_type, const unsigned int* nodes, unsigned int rows) {

@@ -66,20 +66,17 @@ void write_elements(text_writer& file, const ranged_mesh& mesh) {
     file.text(BLOCK_END);
 }
 
+void write_blocks(text_writer& file, const ranged_mesh& mesh) {
+    write_nodes(file, mesh.pos);
+    write_elements(file, mesh);
+}
+
 } // namespace
 
 int FEMAP_output(const char* path, const dense2D<double>& pos, const dense2D<unsigned int>& connectM,
                  const dense1D<unsigned int, 16>& ranges, const dense1D<int, 16>& types,
                  const dense1D<unsigned int, 16>& properties) {
-    const ranged_mesh mesh{pos, connectM, ranges, types, properties};
-    text_writer file(path);
-    if (connectM.empty()) return 0;
-    if (!file.is_open()) return -1;
-    if (const int status = check_ranged_mesh(mesh); status != 0) return status;
-
-    write_nodes(file, pos);
-    write_elements(file, mesh);
-    return file.close() ? 0 : -1;
+    return write_ranged_mesh(path, {pos, connectM, ranges, types, properties}, write_blocks);
 }
 
 // The two short forms pass one property number per block, where the check asks for one per element: callers

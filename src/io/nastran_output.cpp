@@ -91,25 +91,22 @@ void write_grid_points(text_writer& file, const dense2D<double>& pos) {
     }
 }
 
-} // namespace
-
-int NASTRAN_output(const char* path, const dense2D<double>& pos, const dense2D<unsigned int>& connectM,
-                   const dense1D<unsigned int, 16>& ranges, const dense1D<int, 16>& types,
-                   const dense1D<unsigned int, 16>& properties) {
-    const ranged_mesh mesh{pos, connectM, ranges, types, properties};
-    text_writer file(path);
-    if (connectM.empty()) return 0;
-    if (!file.is_open()) return -1;
-    if (const int status = check_ranged_mesh(mesh); status != 0) return status;
-
+void write_deck(text_writer& file, const ranged_mesh& mesh) {
     file.text("$ QV7 Plexo Nastran exporter\nBEGIN BULK\n");
     file.text(ELEMENT_BANNER);
     write_elements(file, mesh);
     file.text(MATERIAL);
     file.text(GRID_BANNER);
-    write_grid_points(file, pos);
+    write_grid_points(file, mesh.pos);
     file.text("ENDDATA\n");
-    return file.close() ? 0 : -1;
+}
+
+} // namespace
+
+int NASTRAN_output(const char* path, const dense2D<double>& pos, const dense2D<unsigned int>& connectM,
+                   const dense1D<unsigned int, 16>& ranges, const dense1D<int, 16>& types,
+                   const dense1D<unsigned int, 16>& properties) {
+    return write_ranged_mesh(path, {pos, connectM, ranges, types, properties}, write_deck);
 }
 
 int NASTRAN_output(const char* path, const dense2D<double>& pos, const dense2D<unsigned int>& connectM,
