@@ -78,6 +78,7 @@ TEST(NastranInput, TakesWhatStandsBetweenBeginBulkAndEnddata) {
                  {"BEGIN BULK\n" + inside + "$ ENDDATA\n" + outside, {1, 2, 3}, 1},
                  {"BEGIN BULK\n" + inside + " enddata\n" + outside, {1, 2, 3}, 1},
                  {"BEGIN BULK\nGRID*,0,,1.,2.\nENDDATA\n" + outside, {1, 2, 0}, 0},
+                 {"BEGIN BULK\nGRID*,0,,1.,2.\n$ ENDDATA\n" + outside, {1, 2, 0}, 0},
                  {"BEGIN BULK\nGRID*,0,,1.,2.\nGRID,1,,1.\nGRID,2\n", {1, 2, 0, 1, 0, 0, 0, 0, 0}, 0},
                  {"BEGIN BULK\nGRID,1,,1.,2.,3.\n", {0, 0, 0, 1, 2, 3}, 0},
                  {outside, {}, 0},

@@ -132,7 +132,10 @@ private:
             content_ = line_.substr(0, remark);
             while (!content_.empty() && is_blank(content_.back())) content_.remove_suffix(1);
             if (!content_.empty()) return true;
-            if (remark != line_.npos && contains(line_, "ENDDATA")) break;
+            if (remark != line_.npos && contains(line_, "ENDDATA")) {
+                at_end_ = true;
+                break;
+            }
         }
         return false;
     }
