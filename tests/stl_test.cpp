@@ -74,7 +74,8 @@ std::string literal_ascii(const soup& facets, const std::string& number = "%le")
         const point n = literal_normal(f);
         out.print(("   facet normal" + xyz).c_str(), n[0], n[1], n[2]);
         out.text += "      outer loop\n";
-        for (int k = 0; k < 9; k += 3) out.print(("         vertex" + xyz).c_str(), f[k], f[k + 1], f[k + 2]);
+        for (std::size_t k = 0; k < 9; k += 3)
+            out.print(("         vertex" + xyz).c_str(), f[k], f[k + 1], f[k + 2]);
         out.text += "      endloop\n   endfacet\n";
     }
     return out.text + "endsolid QV7\n";
@@ -188,7 +189,7 @@ std::string without_nan_signs(std::string text) {
 TEST(STL_output, writes_the_bytes_of_printf_and_fwrite) {
     std::mt19937 random(1);
     const temporary_file file("old");
-    for (int i = 0; i < 160; ++i) {
+    for (unsigned int i = 0; i < 160; ++i) {
         mesh m{random_nodes(2 + i % 2, 1 + unsigned(random() % 30), random), {}};
         m.connectM = random_elements(ELEM_TRIA3, unsigned(random() % 200), m.pos.cols(), random);
         const bool finite = i % 8 < 4;

@@ -93,7 +93,7 @@ surface sample(unsigned int dimension = 3, bool normals = true, bool texture = t
 TEST(WavefrontOBJ, writes_the_bytes_of_printf_and_reads_them_back_in_any_locale) {
     const surface other = sample();
     const temporary_file file("what stood there before\n");
-    for (int i = 0; i < 16; ++i) {
+    for (unsigned int i = 0; i < 16; ++i) {
         surface s = sample(2 + i % 2, i & 2, i & 4), back = other;
         const std::string expected = literal_file(s);
         if (i & 8) {
