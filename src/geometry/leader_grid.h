@@ -98,8 +98,8 @@ public:
     void count_searches(unsigned int items) noexcept { searched_ += items; }
 
     bool wants_narrower_cells() const noexcept {
-        return may_narrow_ && searched_ >= ITEMS_FOR_A_DECISION &&
-               looked_ > LOOKS_WORTH_NARROWING * searched_;
+        // Not put off until enough items have been searched for: each of them may look at all before it.
+        return may_narrow_ && looked_ > LOOKS_WORTH_NARROWING * std::max(searched_, ITEMS_FOR_A_DECISION);
     }
     [[nodiscard]] bool narrow_cells() noexcept {
         may_narrow_ = width_ >= 4 * NARROWEST_CELL * tol_ && width_ > FINEST_CELL;
