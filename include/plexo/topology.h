@@ -113,8 +113,7 @@ PLEXO_API int get_subdomains(const dense2D<unsigned int>& neighbors, dense1D<uns
 /// both matrices, and `neighbors` refers to the new numbers. Both matrices get new storage, so containers
 /// that shared the old one keep their values. O(entries).
 /// \return 0; -2 the matrices differ in columns (nothing is changed); -199 out of memory: `offsets` is
-/// emptied
-///         and, once the parts have been listed, so are both matrices, deliberately
+///         emptied and, once the parts have been listed, so are both matrices, deliberately
 PLEXO_API int get_subdomains(dense2D<unsigned int>& connectM, dense2D<unsigned int>& neighbors,
                              dense1D<unsigned int, 16>& offsets);
 
