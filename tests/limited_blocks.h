@@ -17,10 +17,10 @@ inline std::atomic<unsigned int> blocks_left = UINT_MAX;
 } // namespace test
 
 /// Takes the place of the C library's, from which the library has them.
-extern "C" [[gnu::used]] inline int posix_memalign(void** block, std::size_t alignment,
-                                                   std::size_t bytes) noexcept {
+extern "C" [[gnu::used]] inline int posix_memalign(void** memptr, std::size_t alignment,
+                                                   std::size_t size) noexcept {
     if (test::blocks_left == 0) return ENOMEM;
     if (test::blocks_left != UINT_MAX) --test::blocks_left;
-    *block = memalign(alignment, bytes);
-    return *block ? 0 : ENOMEM;
+    *memptr = memalign(alignment, size);
+    return *memptr ? 0 : ENOMEM;
 }

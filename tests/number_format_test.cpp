@@ -42,7 +42,7 @@ std::string printed(const char* format, Arguments... arguments) {
 // to 1.00000e+06.
 std::string general_with_point(double value) {
     if (!std::isfinite(value)) return printed("%g", value);
-    const std::string scientific = printed("%.5e", value);
+    std::string scientific = printed("%.5e", value);
     const int exponent = std::stoi(scientific.substr(scientific.find('e') + 1));
     if (exponent < -4 || exponent >= 6) return scientific;
     return printed("%#.*f", 5 - exponent, value);
